@@ -1,0 +1,48 @@
+# Front door for the usual tasks; each one installs what it needs first.
+#   make demo    build and run the demonstration
+#   make test    the whole suite: gcc build, clang with ASan+UBSan, TSan on the threaded tests
+#   make bench   benchmarks with their ratio tables
+#   make format  clang-format every source file
+
+SOURCES = $(shell git ls-files '*.h' '*.cpp' 2>/dev/null)
+
+.PHONY: deps demo test test-default test-asan test-tsan format-check bench format clean
+
+deps:
+	@bash scripts/install-deps.sh
+
+demo: deps
+	cmake --preset default
+	cmake --build --preset default --target forkDemo
+	./build/default/demos/forkDemo
+
+test: deps format-check test-default test-asan test-tsan
+
+test-default:
+	cmake --preset default
+	cmake --build --preset default
+	ctest --preset default
+
+test-asan:
+	cmake --preset asan
+	cmake --build --preset asan
+	ctest --preset asan
+
+test-tsan:
+	cmake --preset tsan
+	cmake --build --preset tsan
+	ctest --preset tsan
+
+format-check:
+	clang-format --dry-run -Werror $(SOURCES)
+
+bench: deps
+	cmake --preset default
+	cmake --build --preset default --target forkBench
+	./build/default/bench/forkBench
+
+format:
+	clang-format -i $(SOURCES)
+
+clean:
+	rm -rf build

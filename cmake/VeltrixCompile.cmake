@@ -1,0 +1,15 @@
+# Compiler settings shared by every target of the project.
+
+function(veltrix_warnings target)
+  target_compile_options(${target} PRIVATE -Wall -Wextra -Wpedantic -Wshadow -Wnon-virtual-dtor
+                                           -Wcast-qual -Wformat=2 -Wundef)
+  if(VELTRIX_WERROR)
+    target_compile_options(${target} PRIVATE -Werror)
+  endif()
+endfunction()
+
+# Results of the library's arithmetic must not depend on the compiler's choice to
+# fuse multiplies and adds.
+function(veltrix_exact_float target)
+  target_compile_options(${target} PRIVATE -ffp-contract=off -fno-fast-math)
+endfunction()

@@ -1,0 +1,14 @@
+// veltrix.h - every public module of the Veltrix library.
+//
+// Plug-ins may include this or just the modules they use. The stand-alone
+// host (vxStandaloneHost.h) is a separate library and is not included here.
+#ifndef VELTRIX_H
+#define VELTRIX_H
+
+#include "hvMaths.h"
+#include "vxExport.h"
+#include "vxHost.h"
+#include "vxMultiProcessor.h"
+#include "vxSpark.h"
+
+#endif

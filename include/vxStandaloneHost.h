@@ -1,0 +1,66 @@
+// vxStandaloneHost.h - a host for programs that run outside the compositing
+// application: the processor fork on a pool of threads.
+//
+// Link Veltrix::standalone_host (libveltrix_standalone_host) into a program
+// and the library's VxMpFork runs its work on every worker of this pool, just
+// as it would on the host's processors. The pool is persistent:
+//
+// - It starts no thread before the first fork, then keeps one thread per
+//   worker except worker 0, whose share the forking thread runs itself.
+// - Between forks the workers spin briefly (see VxStandaloneHostSetSpin),
+//   so back-to-back forks are cheap, then sleep, so an idle program burns no CPU.
+// - A fork runs the work function once on every worker and returns when all
+//   are done; sparkMpInfo tells each worker its number, 0 to n-1.
+// - At exit (or VxStandaloneHostShutdown) the threads are told to stop and
+//   joined; a later fork starts them again, except during exit, when the
+//   shares run one after the other in the forking thread.
+//
+// Forks are serialised: a second thread that forks waits for the first to
+// finish. A fork from inside a worker is refused with a message on stderr.
+//
+// This library does not depend on libveltrix and starts no threads of its own
+// accord; the configuration calls below must not be made inside a fork.
+#ifndef VX_STANDALONE_HOST_H
+#define VX_STANDALONE_HOST_H
+
+#include "vxSpark.h"
+
+#if defined(__GNUC__) || defined(__clang__)
+#define VX_HOST_API __attribute__((visibility("default")))
+#else
+#define VX_HOST_API
+#endif
+
+extern "C" {
+// The host interface (see vxSpark.h for the contracts).
+VX_HOST_API void sparkMpFork(VxMpWork work, int nArgs, ...);
+VX_HOST_API void sparkMpInfo(unsigned long* value0, unsigned long* value1);
+VX_HOST_API void sparkViewingCursor(int code);
+VX_HOST_API const char* sparkProgramGetName(void);
+}
+
+// Sets the number of workers for the following forks; 0 or less means one per
+// hardware thread (the default). A running pool of another size is stopped and
+// a new one starts at the next fork. Ignored, with a message, inside a fork.
+VX_HOST_API void VxStandaloneHostSetWorkers(int workers);
+
+// The number of workers the next fork will use. Starts no thread.
+VX_HOST_API int VxStandaloneHostWorkers();
+
+// How long, in microseconds, an idle worker (and a waiting caller) spins
+// before it sleeps; 0 makes them sleep at once. The default is 100.
+VX_HOST_API void VxStandaloneHostSetSpin(int microseconds);
+
+// Stops and joins the worker threads now. The next fork starts them again.
+VX_HOST_API void VxStandaloneHostShutdown();
+
+// The name sparkProgramGetName reports; the string is copied (at most 255
+// bytes). A null name restores the default, "veltrix-standalone".
+VX_HOST_API void VxStandaloneHostSetProgramName(const char* name);
+
+// Receives every sparkViewingCursor code, with `user`; null removes the handler.
+// The default handler ignores the codes. Called on the thread that set the cursor.
+VX_HOST_API void VxStandaloneHostSetCursorHandler(void (*handler)(int code, void* user),
+                                                  void* user);
+
+#endif

@@ -1,0 +1,290 @@
+// The work-splitting frame: shares from range(), the order of hooks, the
+// repetition loop and interruption.
+#include "vxMultiProcessor.h"
+#include "vxHost.h"
+#include "vxStandaloneHost.h"
+
+#include <gtest/gtest.h>
+
+#include <atomic>
+#include <string>
+#include <utility>
+#include <vector>
+
+namespace {
+
+constexpr int kMaxWorkers = 16;
+
+void useWorkers(int n) {
+    VxStandaloneHostSetWorkers(n);
+    SpMpSetSize(n, 1, n);
+}
+
+// Every worker's share of `total`, indexed by worker id.
+struct ShareProbe {
+    int total;
+    std::pair<int, int> share[kMaxWorkers];
+};
+
+void probeShare(ShareProbe* p) {
+    int begin = -1, end = -1;
+    range(p->total, begin, end);
+    const int id = VxMpGetID();
+    if (id >= 0 && id < kMaxWorkers) {
+        p->share[id] = {begin, end};
+    }
+}
+
+std::vector<std::pair<int, int>> shares(int total, int workers) {
+    useWorkers(workers);
+    ShareProbe probe;
+    probe.total = total;
+    VxMpFork(reinterpret_cast<VxMpWork>(&probeShare), 1, &probe);
+    return std::vector<std::pair<int, int>>(probe.share, probe.share + workers);
+}
+
+using Shares = std::vector<std::pair<int, int>>;
+
+TEST(Range, DocumentedSplits) {
+    EXPECT_EQ(shares(10, 4), Shares({{0, 3}, {3, 6}, {6, 9}, {9, 10}}));
+    // More workers than indices: empty shares, the last one inverted.
+    EXPECT_EQ(shares(3, 8),
+              Shares({{0, 1}, {1, 2}, {2, 3}, {3, 3}, {4, 3}, {5, 3}, {6, 3}, {7, 3}}));
+    EXPECT_EQ(shares(0, 3), Shares({{0, 0}, {0, 0}, {0, 0}}));
+
+    SpMpSetSize(1, 1, 1);
+    int begin = -1, end = -1;
+    range(25, begin, end); // outside a fork, one worker: everything
+    EXPECT_EQ(begin, 0);
+    EXPECT_EQ(end, 25);
+    useWorkers(2);
+}
+
+TEST(Range, SharesPartitionTheIndicesForEveryCount) {
+    for (int workers = 1; workers <= 9; ++workers) {
+        for (int total : {0, 1, 2, 5, 7, 8, 9, 16, 17, 31, 100, 4096, 4097}) {
+            const Shares got = shares(total, workers);
+            const int chunk = (total + workers - 1) / workers;
+            std::vector<int> cover(static_cast<size_t>(total), 0);
+            for (int id = 0; id < workers; ++id) {
+                const int b = got[id].first, e = got[id].second;
+                EXPECT_EQ(b, id * chunk);
+                EXPECT_EQ(e, id == workers - 1 ? total : std::min(b + chunk, total));
+                for (int i = b; i < e; ++i) {
+                    ++cover[static_cast<size_t>(i)];
+                }
+            }
+            for (int i = 0; i < total; ++i) {
+                ASSERT_EQ(cover[static_cast<size_t>(i)], 1)
+                    << "index " << i << " of " << total << " over " << workers;
+            }
+        }
+    }
+    useWorkers(2);
+}
+
+TEST(Range, ExtremeTotalsWrapInsteadOfOverflowing) {
+    // Near INT_MAX the historical 32-bit arithmetic wraps; the result is then
+    // meaningless but well defined, and the single worker still gets it all.
+    EXPECT_EQ(shares(INT32_MAX, 1), Shares({{0, INT32_MAX}}));
+    const Shares two = shares(INT32_MAX, 2);
+    EXPECT_EQ(two[1].second, INT32_MAX);
+    useWorkers(2);
+}
+
+// Records the calls the frame makes, in order. Hooks run in the caller only;
+// sample() counts its calls atomically.
+struct Recorder : VxMultiProcessor {
+    std::vector<std::string> log;
+    std::atomic<int> samples{0};
+    std::atomic<int> forkedInSample{0};
+    int changeCallsAt = -1;
+    int newCalls = 0;
+
+    void preSample() override { log.push_back("preSample"); }
+    void postSample() override { log.push_back("postSample"); }
+    void preThread() override {
+        log.push_back("preThread" + std::to_string(currentCall));
+        if (currentCall == changeCallsAt) {
+            callsToSample = newCalls;
+        }
+    }
+    void postThread() override {
+        log.push_back("postThread" + std::to_string(currentCall) + " x" +
+                      std::to_string(samples.exchange(0)));
+    }
+    void sample() override {
+        samples.fetch_add(1);
+        forkedInSample.fetch_add(VxMpIsForked());
+        EXPECT_TRUE(!multiThreaded || inFork);
+    }
+};
+
+// A check that answers interrupted on its n-th call, counting calls.
+struct Interrupter {
+    int calls = 0;
+    int interruptAt;
+    int* lastValueAddress = nullptr;
+    static int check(void* self, int* value) {
+        auto* me = static_cast<Interrupter*>(self);
+        me->lastValueAddress = value;
+        return ++me->calls >= me->interruptAt ? 1 : 0;
+    }
+};
+
+TEST(MultiProcessor, HooksRunInOrderAroundEveryFork) {
+    useWorkers(3);
+    Recorder r;
+    EXPECT_EQ(r.callsToSample, 1);
+    EXPECT_EQ(r.multiThreaded, 1u);
+    EXPECT_EQ(r.inFork, 0u);
+    EXPECT_EQ(r.interruptCheck, nullptr);
+    r.setCallsToSample(2);
+    r.process();
+    EXPECT_EQ(r.log, std::vector<std::string>({"preSample", "preThread0", "postThread0 x3",
+                                               "preThread1", "postThread1 x3", "postSample"}));
+    EXPECT_EQ(r.forkedInSample.load(), 6);
+    EXPECT_EQ(r.currentCall, 2);
+    EXPECT_EQ(r.inFork, 0u);
+    useWorkers(2);
+}
+
+TEST(MultiProcessor, InterruptionStopsBeforeTheNextHook) {
+    useWorkers(2);
+    Recorder r;
+    Interrupter in;
+    in.interruptAt = 4; // two checks per repetition: the 4th is repetition 1's second
+    VxInterruptCheck ic = {&in, &Interrupter::check, 0, 0};
+    r.interruptCheck = &ic;
+    r.setCallsToSample(5);
+    r.process();
+    EXPECT_EQ(r.log, std::vector<std::string>({"preSample", "preThread0", "postThread0 x2",
+                                               "preThread1", "postSample"}));
+    EXPECT_EQ(in.calls, 4); // latched: never asked again
+    EXPECT_EQ(ic.interrupted, 1);
+    EXPECT_EQ(in.lastValueAddress, &ic.checkValue);
+    EXPECT_EQ(r.currentCall, 5); // the loop still counts to the end
+
+    // The latch holds for any later run sharing the record.
+    Recorder again;
+    again.interruptCheck = &ic;
+    again.process();
+    EXPECT_EQ(again.log, std::vector<std::string>({"preSample", "postSample"}));
+    EXPECT_EQ(in.calls, 4);
+
+    // A record without a check function is interrupted only when latched.
+    VxInterruptCheck quiet = {nullptr, nullptr, 0, 0};
+    Recorder quietRun;
+    quietRun.interruptCheck = &quiet;
+    quietRun.process();
+    EXPECT_EQ(quietRun.log.size(), 4u);
+}
+
+TEST(MultiProcessor, RepetitionBoundIsReadAgainAfterEveryRepetition) {
+    useWorkers(2);
+    Recorder shrink;
+    shrink.setCallsToSample(5);
+    shrink.changeCallsAt = 1;
+    shrink.newCalls = 2;
+    shrink.process();
+    EXPECT_EQ(shrink.log, std::vector<std::string>({"preSample", "preThread0", "postThread0 x2",
+                                                    "preThread1", "postThread1 x2", "postSample"}));
+    EXPECT_EQ(shrink.currentCall, 2);
+
+    for (int calls : {0, -3}) {
+        Recorder none;
+        none.setCallsToSample(calls);
+        none.process();
+        EXPECT_EQ(none.log, std::vector<std::string>({"preSample", "postSample"}));
+        EXPECT_EQ(none.currentCall, 0);
+    }
+}
+
+TEST(MultiProcessor, SingleThreadedRunsSampleOnceInTheCaller) {
+    useWorkers(4);
+    Recorder r;
+    r.multiThreaded = 0;
+    r.setCallsToSample(3);
+    r.process();
+    EXPECT_EQ(r.log, std::vector<std::string>({"preSample", "preThread0", "postThread0 x1",
+                                               "preThread1", "postThread1 x1", "preThread2",
+                                               "postThread2 x1", "postSample"}));
+    EXPECT_EQ(r.forkedInSample.load(), 0);
+    useWorkers(2);
+}
+
+// A whole image computed by rows: every row written exactly once, by the
+// worker that owns it.
+struct Gradient : VxMultiProcessor {
+    int width = 0, height = 0;
+    std::vector<float> pixels;
+    std::vector<int> writer;
+
+    void preSample() override {
+        pixels.assign(static_cast<size_t>(width) * height, -1.0f);
+        writer.assign(static_cast<size_t>(height), -1);
+    }
+    void sample() override {
+        int y0 = 0, y1 = 0;
+        range(height, y0, y1);
+        for (int y = y0; y < y1; ++y) {
+            writer[static_cast<size_t>(y)] = VxMpGetID();
+            for (int x = 0; x < width; ++x) {
+                pixels[static_cast<size_t>(y) * width + x] = static_cast<float>(x + y * width);
+            }
+        }
+    }
+};
+
+TEST(MultiProcessor, RowsSplitAcrossWorkersCoverTheImage) {
+    for (int workers : {1, 2, 3, 5}) {
+        useWorkers(workers);
+        Gradient g;
+        g.width = 33;
+        g.height = 47;
+        g.process();
+        const int chunk = (g.height + workers - 1) / workers;
+        for (int y = 0; y < g.height; ++y) {
+            ASSERT_EQ(g.writer[static_cast<size_t>(y)], std::min(y / chunk, workers - 1));
+            for (int x = 0; x < g.width; ++x) {
+                ASSERT_EQ(g.pixels[static_cast<size_t>(y) * g.width + x],
+                          static_cast<float>(x + y * g.width));
+            }
+        }
+    }
+    useWorkers(2);
+}
+
+// process() from inside a worker cannot fork again.
+struct Nested : VxMultiProcessor {
+    std::atomic<int> innerSamples{0};
+    struct Inner : VxMultiProcessor {
+        std::atomic<int>* count = nullptr;
+        void sample() override { count->fetch_add(1); }
+    };
+    void sample() override {
+        Inner inner;
+        inner.count = &innerSamples;
+        inner.process();
+    }
+};
+
+TEST(MultiProcessor, ProcessInsideAWorkerIsARefusedNestedFork) {
+    useWorkers(2);
+    Nested n;
+    testing::internal::CaptureStderr();
+    n.process();
+    const std::string err = testing::internal::GetCapturedStderr();
+    EXPECT_EQ(n.innerSamples.load(), 0);
+    EXPECT_NE(err.find("VxMpFork - recursive fork detected\n"), std::string::npos);
+}
+
+TEST(MultiProcessor, SampleForkStaticIgnoresNull) {
+    VxMultiProcessor::sampleForkStatic(nullptr);
+    Recorder r;
+    r.multiThreaded = 0;
+    VxMultiProcessor::sampleForkStatic(&r);
+    EXPECT_EQ(r.samples.load(), 1);
+}
+
+} // namespace
