@@ -308,7 +308,7 @@ void countRuns(std::atomic<long>* runs) {
 // Thousands of back-to-back forks, with spinning and with sleeping workers: a
 // lost wake-up would hang, a duplicate or missed run would show in the count.
 TEST(HostBridge, BackToBackForksRunEveryWorkerExactlyOnce) {
-    for (int spin : {100, 0}) {
+    for (int spin : {100, 5, 0, -5}) { // a negative spin is taken as 0
         VxStandaloneHostSetSpin(spin);
         for (int n : {2, 3}) {
             useWorkers(n);

@@ -45,21 +45,6 @@ std::vector<std::pair<int, int>> shares(int total, int workers) {
 
 using Shares = std::vector<std::pair<int, int>>;
 
-TEST(Range, DocumentedSplits) {
-    EXPECT_EQ(shares(10, 4), Shares({{0, 3}, {3, 6}, {6, 9}, {9, 10}}));
-    // More workers than indices: empty shares, the last one inverted.
-    EXPECT_EQ(shares(3, 8),
-              Shares({{0, 1}, {1, 2}, {2, 3}, {3, 3}, {4, 3}, {5, 3}, {6, 3}, {7, 3}}));
-    EXPECT_EQ(shares(0, 3), Shares({{0, 0}, {0, 0}, {0, 0}}));
-
-    SpMpSetSize(1, 1, 1);
-    int begin = -1, end = -1;
-    range(25, begin, end); // outside a fork, one worker: everything
-    EXPECT_EQ(begin, 0);
-    EXPECT_EQ(end, 25);
-    useWorkers(2);
-}
-
 TEST(Range, SharesPartitionTheIndicesForEveryCount) {
     for (int workers = 1; workers <= 9; ++workers) {
         for (int total : {0, 1, 2, 5, 7, 8, 9, 16, 17, 31, 100, 4096, 4097}) {
@@ -80,6 +65,14 @@ TEST(Range, SharesPartitionTheIndicesForEveryCount) {
             }
         }
     }
+    // 3 over 8: the last worker's share is inverted (7 to 3), hence empty.
+    EXPECT_EQ(shares(3, 8).back(), std::make_pair(7, 3));
+
+    SpMpSetSize(1, 1, 1);
+    int begin = -1, end = -1;
+    range(25, begin, end); // outside a fork, one worker: everything
+    EXPECT_EQ(begin, 0);
+    EXPECT_EQ(end, 25);
     useWorkers(2);
 }
 
@@ -213,48 +206,6 @@ TEST(MultiProcessor, SingleThreadedRunsSampleOnceInTheCaller) {
     useWorkers(2);
 }
 
-// A whole image computed by rows: every row written exactly once, by the
-// worker that owns it.
-struct Gradient : VxMultiProcessor {
-    int width = 0, height = 0;
-    std::vector<float> pixels;
-    std::vector<int> writer;
-
-    void preSample() override {
-        pixels.assign(static_cast<size_t>(width) * height, -1.0f);
-        writer.assign(static_cast<size_t>(height), -1);
-    }
-    void sample() override {
-        int y0 = 0, y1 = 0;
-        range(height, y0, y1);
-        for (int y = y0; y < y1; ++y) {
-            writer[static_cast<size_t>(y)] = VxMpGetID();
-            for (int x = 0; x < width; ++x) {
-                pixels[static_cast<size_t>(y) * width + x] = static_cast<float>(x + y * width);
-            }
-        }
-    }
-};
-
-TEST(MultiProcessor, RowsSplitAcrossWorkersCoverTheImage) {
-    for (int workers : {1, 2, 3, 5}) {
-        useWorkers(workers);
-        Gradient g;
-        g.width = 33;
-        g.height = 47;
-        g.process();
-        const int chunk = (g.height + workers - 1) / workers;
-        for (int y = 0; y < g.height; ++y) {
-            ASSERT_EQ(g.writer[static_cast<size_t>(y)], std::min(y / chunk, workers - 1));
-            for (int x = 0; x < g.width; ++x) {
-                ASSERT_EQ(g.pixels[static_cast<size_t>(y) * g.width + x],
-                          static_cast<float>(x + y * g.width));
-            }
-        }
-    }
-    useWorkers(2);
-}
-
 // process() from inside a worker cannot fork again.
 struct Nested : VxMultiProcessor {
     std::atomic<int> innerSamples{0};
@@ -277,14 +228,6 @@ TEST(MultiProcessor, ProcessInsideAWorkerIsARefusedNestedFork) {
     const std::string err = testing::internal::GetCapturedStderr();
     EXPECT_EQ(n.innerSamples.load(), 0);
     EXPECT_NE(err.find("VxMpFork - recursive fork detected\n"), std::string::npos);
-}
-
-TEST(MultiProcessor, SampleForkStaticIgnoresNull) {
-    VxMultiProcessor::sampleForkStatic(nullptr);
-    Recorder r;
-    r.multiThreaded = 0;
-    VxMultiProcessor::sampleForkStatic(&r);
-    EXPECT_EQ(r.samples.load(), 1);
 }
 
 } // namespace
