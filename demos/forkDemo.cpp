@@ -158,6 +158,7 @@ int main(int argc, char** argv) {
 
     std::printf("host %s (level %d), %d workers, %d x %d pixels, %d passes\n", VxSpGetHostSystem(),
                 lumoraGetHostLevel(), VxMpGetNProcs(), width, height, passes);
+    std::fflush(stdout); // before the progress line on stderr
 
     std::signal(SIGINT, onCtrlC);
     Deadline deadline{Clock::now(), static_cast<double>(limitMs)};
