@@ -39,17 +39,10 @@ V RandomVec(std::mt19937& g, float lo = -10, float hi = 10) {
     return v;
 }
 template <class M>
-M RandomMatrix(std::mt19937& g, float lo = -2, float hi = 2) {
+M RandomMatrix(std::mt19937& g, float lo = -2, float hi = 2, bool integers = false) {
     M a;
     for (float& e : a.m)
-        e = Uniform(g, lo, hi);
-    return a;
-}
-template <class M>
-M RandomIntMatrix(std::mt19937& g, int limit) {
-    M a;
-    for (float& e : a.m)
-        e = static_cast<float>(std::uniform_int_distribution<int>(-limit, limit)(g));
+        e = integers ? std::round(Uniform(g, lo, hi)) : Uniform(g, lo, hi);
     return a;
 }
 // Diagonally dominant, hence comfortably invertible.
@@ -84,6 +77,16 @@ long double Leibniz(const M& a, long double* sumAbs = nullptr) {
     return sum;
 }
 
+// Exact sum of term(0..n-1) and the sum of their magnitudes, against which a
+// float accumulation's rounding error is judged.
+template <class F>
+std::pair<long double, long double> ExactSum(int n, F term) {
+    long double sum = 0, mag = 0;
+    for (int k = 0; k < n; ++k)
+        sum += term(k), mag += std::fabs(term(k));
+    return {sum, mag};
+}
+
 template <class M>
 void ExpectNear(const M& a, const M& b, float tol) {
     for (int k = 0; k < M::kOrder * M::kOrder; ++k)
@@ -100,41 +103,27 @@ M ScaledIdentity(float s) {
 
 } // namespace
 
-TEST(HvVec, ArithmeticIndexingAndEquality) {
+TEST(HvVec, IndexingArithmeticAndEquality) {
     std::mt19937 g(11);
     ForEachVec([&](auto tag) {
         using V = decltype(tag);
         constexpr int n = V::kSize;
-        for (int trial = 0; trial < 100; ++trial) {
-            const V a = RandomVec<V>(g), b = RandomVec<V>(g);
-            const float s = Uniform(g, 0.5f, 3.0f);
-            V acc = a;
-            acc += b;
-            EXPECT_EQ(acc, a + b);
-            EXPECT_EQ(s * a, a * s);
-            for (int i = 0; i < n; ++i) {
-                EXPECT_EQ((a + b)[i], a[i] + b[i]);
-                EXPECT_EQ((a - b)[i], a[i] - b[i]);
-                EXPECT_EQ((-a)[i], -a[i]);
-                EXPECT_EQ((a * s)[i], a[i] * s);
-                EXPECT_EQ((a / s)[i], a[i] / s);
-            }
-        }
+        const V a = RandomVec<V>(g), b = RandomVec<V>(g);
+        V acc = a;
+        EXPECT_TRUE((acc += b) == a + b && 3.0f * a == a * 3.0f);
+        for (int i = 0; i < n; ++i) // every component, none skipped or mixed up
+            EXPECT_TRUE((a - b)[i] == a[i] - b[i] && (-a / 2.0f)[i] == -a[i] / 2.0f);
         V v;
-        for (int i = 0; i < n; ++i)
-            EXPECT_EQ(v[i], 0.0f);
-        v[n - 1] = 7;
-        EXPECT_EQ(v[n + 9], 7.0f);
-        v[0] = 3;
-        EXPECT_EQ(v[-4], 3.0f);
-        V nan = v;
-        nan[n - 1] = kNaN;
-        EXPECT_NE(nan, nan);
+        EXPECT_EQ(v, a - a); // zero by default
+        v[n + 9] = 7;        // clamped to the last component
+        EXPECT_EQ(v[n - 1], 7.0f);
+        v[-4] = 3; // clamped to x
+        EXPECT_EQ(v[0], 3.0f);
+        v[n - 1] = kNaN;
+        EXPECT_NE(v, v);
     });
     HvVec4 w(1, 2, 3, 4);
-    w[3] = 9;
-    EXPECT_EQ(w.w, 9.0f);
-    EXPECT_EQ(&w[2], &w.z);
+    EXPECT_TRUE(&w[0] == &w.x && &w[1] == &w.y && &w[2] == &w.z && &w[3] == &w.w);
 }
 
 TEST(HvVec, DotLengthNormaliseAndCross) {
@@ -143,29 +132,21 @@ TEST(HvVec, DotLengthNormaliseAndCross) {
         using V = decltype(tag);
         for (int trial = 0; trial < 200; ++trial) {
             const V a = RandomVec<V>(g), b = RandomVec<V>(g);
-            long double dot = 0, mag = 0;
-            for (int i = 0; i < V::kSize; ++i)
-                dot += (long double)a[i] * b[i], mag += std::fabs((long double)a[i] * b[i]);
+            const auto [dot, mag] =
+                ExactSum(V::kSize, [&](int k) { return (long double)a[k] * b[k]; });
             EXPECT_NEAR(Dot(a, b), dot, 4 * kEps * mag);
-            const V u = Normalise(a);
-            EXPECT_NEAR(Length(u), 1.0f, 4 * kEps);
-            for (int i = 0; i < V::kSize; ++i)
-                EXPECT_NEAR(u[i] * Length(a), a[i], 8 * kEps * Length(a));
+            EXPECT_NEAR(Length(Normalise(a)), 1.0f, 4 * kEps);
+            EXPECT_LT(Length(Normalise(a) * Length(a) - a), 8 * kEps * Length(a));
         }
         EXPECT_EQ(Normalise(V()), V());
-        EXPECT_EQ(Normalise(V() + V() * 0.0f), V());
-        V tiny;
-        tiny[0] = 1e-30f;
-        EXPECT_EQ(Normalise(tiny), V()); // squared length underflows
+        EXPECT_EQ(Normalise(RandomVec<V>(g) * 1e-30f), V()); // squared length underflows
     });
-    EXPECT_EQ(Cross(hvXAxis3, hvYAxis3), hvZAxis3);
-    EXPECT_EQ(Cross(hvYAxis3, hvZAxis3), hvXAxis3);
+    EXPECT_TRUE(Cross(hvXAxis3, hvYAxis3) == hvZAxis3 && Cross(hvYAxis3, hvZAxis3) == hvXAxis3);
     for (int trial = 0; trial < 200; ++trial) {
         const HvVec3 a = RandomVec<HvVec3>(g), b = RandomVec<HvVec3>(g), c = Cross(a, b);
         EXPECT_EQ(c, -Cross(b, a));
         const float scale = Length(a) * Length(b);
-        EXPECT_NEAR(Dot(c, a), 0.0f, 8 * kEps * scale * Length(a));
-        EXPECT_NEAR(Dot(c, b), 0.0f, 8 * kEps * scale * Length(b));
+        EXPECT_LT(std::fabs(Dot(c, a)) + std::fabs(Dot(c, b)), 32 * kEps * scale * scale);
         // Lagrange's identity |a x b|^2 + (a.b)^2 = |a|^2 |b|^2.
         EXPECT_NEAR(Dot(c, c) + Dot(a, b) * Dot(a, b), scale * scale, 16 * kEps * scale * scale);
     }
@@ -176,22 +157,18 @@ TEST(HvVec, TimesMatrix) {
     for (int trial = 0; trial < 200; ++trial) {
         const HvVec4 v = RandomVec<HvVec4>(g);
         const HvMatrix44 m = RandomMatrix<HvMatrix44>(g);
-        const HvVec4 r = v * m;
         for (int j = 0; j < 4; ++j) {
-            long double exact = 0, mag = 0;
-            for (int k = 0; k < 4; ++k)
-                exact += (long double)v[k] * m(k, j), mag += std::fabs((long double)v[k] * m(k, j));
-            EXPECT_NEAR(r[j], exact, 4 * kEps * mag);
-        }
-        for (int j = 0; j < 4; ++j)
+            const auto [exact, mag] =
+                ExactSum(4, [&](int k) { return (long double)v[k] * m(k, j); });
+            EXPECT_NEAR((v * m)[j], exact, 4 * kEps * mag);
             EXPECT_EQ((hvXAxis4 * m)[j], m(0, j) + m(3, j)); // w = 1 picks up the last row
+        }
         // The 2D point form on an affine matrix is x m00 + y m10 + m20, exactly.
         HvMatrix33 a = RandomMatrix<HvMatrix33>(g);
         a(0, 2) = a(1, 2) = 0, a(2, 2) = 1;
         const HvVec2 p = RandomVec<HvVec2>(g), q = p * a;
         EXPECT_EQ(q, HvVec2(p.x * a(0, 0) + p.y * a(1, 0) + a(2, 0),
                             p.x * a(0, 1) + p.y * a(1, 1) + a(2, 1)));
-        EXPECT_EQ(HvVec3(p.x, p.y, 1) * a, HvVec3(q.x, q.y, 1));
         // Projective points are divided by w.
         const HvVec3 p3 = RandomVec<HvVec3>(g);
         const HvVec4 h = HvVec4(p3.x, p3.y, p3.z, 1) * m;
@@ -218,7 +195,6 @@ void CheckBoxes(const B& init, std::mt19937& g) {
         for (int i = 0; i < n; ++i) {
             EXPECT_TRUE(std::any_of(pts, pts + 8, [&](const V& p) { return p[i] == hull.lo(i); }));
             EXPECT_TRUE(std::any_of(pts, pts + 8, [&](const V& p) { return p[i] == hull.hi(i); }));
-            EXPECT_EQ(hull.Size()[i], hull.hi(i) - hull.lo(i));
         }
         // Intersection and union against point membership, on a grid of
         // integer points that often lands exactly on faces.
@@ -242,10 +218,9 @@ void CheckBoxes(const B& init, std::mt19937& g) {
         EXPECT_EQ(odd.Include(b), b);
     }
     B e = init;
-    EXPECT_EQ(e.Size(), V());
+    EXPECT_EQ(e.Size(), V()); // not -infinity
     e.lo(-1) = 1, e.hi(n + 3) = 3;
-    EXPECT_EQ(e.lo(0), 1.0f);
-    EXPECT_EQ(e.hi(n - 1), 3.0f);
+    EXPECT_TRUE(e.lo(0) == 1 && e.hi(n - 1) == 3);
 }
 
 TEST(HvBox, AllDimensions) {
@@ -254,24 +229,11 @@ TEST(HvBox, AllDimensions) {
     CheckBoxes<HvBox2, HvVec2>(hvInitBox2, g);
     CheckBoxes<HvBox3, HvVec3>(hvInitBox3, g);
     CheckBoxes<HvBox4, HvVec4>(hvInitBox4, g);
-    EXPECT_EQ(hvUnitBox3.Centre(), hvZeroVec3);
+    EXPECT_EQ(HvBox2(-2, 4, 1, 2).Centre(), HvVec2(1, 1.5f));
+    EXPECT_EQ(HvBox2(-2, 4, 1, 2).Size(), HvVec2(6, 1));
     EXPECT_EQ(HvBox1(FLT_MAX, FLT_MAX).Centre()[0], FLT_MAX); // no overflow
-    EXPECT_EQ(hvOneBox2.Size(), hvOneVec2);
     EXPECT_FALSE(hvUnitBox2.Contains(HvVec2(kNaN, 0)));
     EXPECT_TRUE(HvBox2(0, 1, 0, 1).Intersect(HvBox2(2, 3, 0, 1)).IsEmpty());
-}
-
-TEST(HvMatrix, LayoutAccessAndEquality) {
-    const HvMatrix33 a(1, 2, 3, 4, 5, 6, 7, 8, 9);
-    EXPECT_EQ(a(1, 2), 6.0f); // row-major
-    EXPECT_EQ(a[2][0], 7.0f);
-    EXPECT_EQ(a(-3, 7), 3.0f); // clamped to (0, 2)
-    EXPECT_EQ(a[5][1], 8.0f);  // row clamped to 2
-    EXPECT_EQ(HvMatrix44(), hvIdMat44);
-    HvMatrix22 nan;
-    nan(1, 0) = kNaN;
-    EXPECT_NE(nan, nan);
-    EXPECT_FALSE(nan == nan);
 }
 
 TEST(HvMatrix, ProductsTransposeAndDivision) {
@@ -284,31 +246,21 @@ TEST(HvMatrix, ProductsTransposeAndDivision) {
             const M p = a * b;
             for (int i = 0; i < n; ++i)
                 for (int j = 0; j < n; ++j) {
-                    long double exact = 0, mag = 0;
-                    for (int k = 0; k < n; ++k) {
-                        exact += (long double)a(i, k) * b(k, j);
-                        mag += std::fabs((long double)a(i, k) * b(k, j));
-                    }
+                    const auto [exact, mag] =
+                        ExactSum(n, [&](int k) { return (long double)a(i, k) * b(k, j); });
                     EXPECT_NEAR(p(i, j), exact, n * kEps * mag);
                 }
             // Same products in the same order, so these hold exactly.
             EXPECT_EQ(Transpose(p), Transpose(b) * Transpose(a));
-            EXPECT_EQ(a * M(), a);
-            EXPECT_EQ(M() * a, a);
+            EXPECT_TRUE(a * M() == a && M() * a == a);
             M sq = a;
-            sq *= sq;
-            EXPECT_EQ(sq, a * a);
+            EXPECT_EQ(sq *= sq, a * a);
             // Dividing is the plain product, whatever B is.
             const M w = RandomWellConditioned<M>(g);
-            EXPECT_EQ(a / w, a * w);
-            EXPECT_EQ(a / b, a * b);
             M q = a;
-            EXPECT_EQ(q /= w, a * w);
-            EXPECT_EQ(Transpose(Transpose(a)), a);
-            for (int k = 0; k < n * n; ++k) {
-                EXPECT_EQ((a + b).m[k], a.m[k] + b.m[k]);
-                EXPECT_EQ((a - b).m[k], a.m[k] - b.m[k]);
-            }
+            EXPECT_TRUE(a / w == a * w && a / b == a * b && (q /= w) == a * w);
+            EXPECT_TRUE((a + b)(n - 1, 0) == a(n - 1, 0) + b(n - 1, 0) &&
+                        (a - b)(0, n - 1) == a(0, n - 1) - b(0, n - 1));
         }
     });
 }
@@ -319,15 +271,10 @@ TEST(HvMatrix, DeterminantAgainstLeibniz) {
         using M = decltype(tag);
         for (int trial = 0; trial < 300; ++trial) {
             // Integers up to 2^10: every intermediate is exact in double, so a
-            // determinant formed in double and rounded once must equal the
-            // exact one rounded to float. (Beyond the 2x2, a float expansion
-            // would not.)
-            const M z = RandomIntMatrix<M>(g, M::kOrder == 2 ? 2000 : 1024);
-            const long double exact = Leibniz(z);
-            if (M::kOrder > 2)
-                EXPECT_EQ(z.Determinant(), static_cast<float>(exact));
-            else
-                EXPECT_NEAR(z.Determinant(), exact, kEps * std::fabs(exact));
+            // determinant formed in double and rounded once equals the exact
+            // one rounded to float (a float expansion of a 3x3 would not).
+            const M z = RandomMatrix<M>(g, -1024, 1024, true);
+            EXPECT_EQ(z.Determinant(), static_cast<float>(Leibniz(z)));
             const M a = RandomMatrix<M>(g), b = RandomMatrix<M>(g);
             long double mag, magAB;
             const long double detA = Leibniz(a, &mag);
@@ -345,14 +292,12 @@ TEST(HvMatrix, AdjointAndInverse) {
         using M = decltype(tag);
         for (int trial = 0; trial < 300; ++trial) {
             // Small integers keep every product exact: A adj(A) = det(A) I.
-            const M z = RandomIntMatrix<M>(g, 9);
-            EXPECT_EQ(z * Adjoint(z), ScaledIdentity<M>(z.Determinant()));
-            EXPECT_EQ(Adjoint(z) * z, ScaledIdentity<M>(z.Determinant()));
+            const M z = RandomMatrix<M>(g, -9, 9, true);
+            const M detI = ScaledIdentity<M>(z.Determinant());
+            EXPECT_TRUE(z * Adjoint(z) == detI && Adjoint(z) * z == detI);
             const M a = RandomWellConditioned<M>(g);
             const M inv = Invert(a);
             ExpectNear(a * inv, M(), 8 * kEps);
-            ExpectNear(inv * a, M(), 8 * kEps);
-            ExpectNear(Invert(inv), a, 64 * kEps);
             M self = a;
             EXPECT_EQ(self.Invert(), inv);
         }
@@ -422,57 +367,46 @@ TEST(HvMatrix, Orthogonalise) {
 // out by hand here. The products involve the same float operations, so the
 // comparison is exact.
 TEST(HvMatrix, BuildersPostMultiplyElementaryMatrices) {
+    using M3 = HvMatrix33;
+    using M4 = HvMatrix44;
     std::mt19937 g(25);
-    const auto cs = [](float a) {
-        return std::pair<float, float>(static_cast<float>(std::cos(static_cast<double>(a))),
-                                       static_cast<float>(std::sin(static_cast<double>(a))));
-    };
     for (int trial = 0; trial < 200; ++trial) {
-        const HvMatrix33 m3 = RandomMatrix<HvMatrix33>(g);
-        const HvMatrix44 m4 = RandomMatrix<HvMatrix44>(g);
+        const M3 m3 = RandomMatrix<M3>(g);
+        const M4 m4 = RandomMatrix<M4>(g);
         const float a = Uniform(g, -7, 7), b = Uniform(g, -3, 3), t = Uniform(g, -3, 3);
-        const auto [c, s] = cs(a);
-        EXPECT_EQ(HvMatrix33(m3).Translate(a, b), m3 * HvMatrix33(1, 0, 0, 0, 1, 0, a, b, 1));
-        EXPECT_EQ(HvMatrix33(m3).Scale(a, b), m3 * HvMatrix33(a, 0, 0, 0, b, 0, 0, 0, 1));
-        EXPECT_EQ(HvMatrix33(m3).Rotate(a), m3 * HvMatrix33(c, s, 0, -s, c, 0, 0, 0, 1));
+        const float c = float(std::cos(double(a))), s = float(std::sin(double(a)));
+        EXPECT_EQ(M3(m3).Translate(a, b), m3 * M3(1, 0, 0, 0, 1, 0, a, b, 1));
+        EXPECT_EQ(M3(m3).Scale(a, b), m3 * M3(a, 0, 0, 0, b, 0, 0, 0, 1));
+        EXPECT_EQ(M3(m3).Rotate(a), m3 * M3(c, s, 0, -s, c, 0, 0, 0, 1));
         // Shear: x' = x + a y after the held transform, row 0 += b row 1 before.
-        EXPECT_EQ(HvMatrix33(m3).Shear(a, b), HvMatrix33(1, b, 0, 0, 1, 0, 0, 0, 1) *
-                                                  (m3 * HvMatrix33(1, 0, 0, a, 1, 0, 0, 0, 1)));
-        EXPECT_EQ(HvMatrix44(m4).Translate(a, b, t),
-                  m4 * HvMatrix44(1, 0, 0, 0, 0, 1, 0, 0, 0, 0, 1, 0, a, b, t, 1));
-        EXPECT_EQ(HvMatrix44(m4).Scale(a, b, t),
-                  m4 * HvMatrix44(a, 0, 0, 0, 0, b, 0, 0, 0, 0, t, 0, 0, 0, 0, 1));
-        EXPECT_EQ(HvMatrix44(m4).RotateX(a),
-                  m4 * HvMatrix44(1, 0, 0, 0, 0, c, s, 0, 0, -s, c, 0, 0, 0, 0, 1));
-        EXPECT_EQ(HvMatrix44(m4).RotateY(a),
-                  m4 * HvMatrix44(c, 0, -s, 0, 0, 1, 0, 0, s, 0, c, 0, 0, 0, 0, 1));
-        EXPECT_EQ(HvMatrix44(m4).RotateZ(a),
-                  m4 * HvMatrix44(c, s, 0, 0, -s, c, 0, 0, 0, 0, 1, 0, 0, 0, 0, 1));
-        const float d = Uniform(g, 1, 10), r = static_cast<float>(1.0 / d);
-        EXPECT_EQ(HvMatrix44(m4).Perspective(d),
-                  m4 * HvMatrix44(1, 0, 0, 0, 0, 1, 0, 0, 0, 0, 0, r, 0, 0, 0, 1));
+        EXPECT_EQ(M3(m3).Shear(a, b),
+                  M3(1, b, 0, 0, 1, 0, 0, 0, 1) * (m3 * M3(1, 0, 0, a, 1, 0, 0, 0, 1)));
+        EXPECT_EQ(M4(m4).Translate(a, b, t),
+                  m4 * M4(1, 0, 0, 0, 0, 1, 0, 0, 0, 0, 1, 0, a, b, t, 1));
+        EXPECT_EQ(M4(m4).Scale(a, b, t), m4 * M4(a, 0, 0, 0, 0, b, 0, 0, 0, 0, t, 0, 0, 0, 0, 1));
+        EXPECT_EQ(M4(m4).RotateX(a), m4 * M4(1, 0, 0, 0, 0, c, s, 0, 0, -s, c, 0, 0, 0, 0, 1));
+        EXPECT_EQ(M4(m4).RotateY(a), m4 * M4(c, 0, -s, 0, 0, 1, 0, 0, s, 0, c, 0, 0, 0, 0, 1));
+        EXPECT_EQ(M4(m4).RotateZ(a), m4 * M4(c, s, 0, 0, -s, c, 0, 0, 0, 0, 1, 0, 0, 0, 0, 1));
+        const float r = float(1.0 / double(t));
+        EXPECT_EQ(M4(m4).Perspective(t), m4 * M4(1, 0, 0, 0, 0, 1, 0, 0, 0, 0, 0, r, 0, 0, 0, 1));
         // Shear's halves touch only their own row or column.
-        const HvMatrix33 s0 = HvMatrix33(m3).Shear(0, b), s1 = HvMatrix33(m3).Shear(a, 0);
+        const M3 s0 = M3(m3).Shear(0, b), s1 = M3(m3).Shear(a, 0);
         for (int i = 0; i < 3; ++i)
-            for (int j = 0; j < 3; ++j) {
-                EXPECT_TRUE(i == 0 || s0(i, j) == m3(i, j));
-                EXPECT_TRUE(j == 0 || s1(i, j) == m3(i, j));
-            }
+            for (int j = 0; j < 3; ++j)
+                EXPECT_TRUE((i == 0 || s0(i, j) == m3(i, j)) && (j == 0 || s1(i, j) == m3(i, j)));
     }
     // Meaning: anticlockwise rotations, steps applied in call order.
-    const float q = static_cast<float>(M_PI / 2);
-    const auto near2 = [](HvVec2 u, HvVec2 v) { return Length(u - v) < 1e-6f; };
-    const auto near3 = [](HvVec3 u, HvVec3 v) { return Length(u - v) < 1e-6f; };
-    EXPECT_TRUE(near2(hvXAxis2 * HvMatrix33().Rotate(q), hvYAxis2));
-    EXPECT_EQ(HvVec2(1, 1) * HvMatrix33().Scale(2, 2).Translate(5, 0), HvVec2(7, 2));
-    EXPECT_TRUE(near3(hvYAxis3 * HvMatrix44().RotateX(q), hvZAxis3));
-    EXPECT_TRUE(near3(hvZAxis3 * HvMatrix44().RotateY(q), hvXAxis3));
-    EXPECT_TRUE(near3(hvXAxis3 * HvMatrix44().RotateZ(q), hvYAxis3));
-    EXPECT_EQ(HvVec3(4, 6, 2) * HvMatrix44().Perspective(2), HvVec3(2, 3, 0));
+    const float q = float(M_PI / 2);
+    EXPECT_LT(Length(hvXAxis2 * M3().Rotate(q) - hvYAxis2), 1e-7f);
+    EXPECT_LT(Length(hvYAxis3 * M4().RotateX(q) - hvZAxis3), 1e-7f);
+    EXPECT_LT(Length(hvZAxis3 * M4().RotateY(q) - hvXAxis3), 1e-7f);
+    EXPECT_LT(Length(hvXAxis3 * M4().RotateZ(q) - hvYAxis3), 1e-7f);
+    EXPECT_EQ(HvVec2(1, 1) * M3().Scale(2, 2).Translate(5, 0), HvVec2(7, 2));
+    EXPECT_EQ(HvVec3(4, 6, 2) * M4().Perspective(2), HvVec3(2, 3, 0));
     // A zero (or subnormal) distance would need an infinite reciprocal.
-    const HvMatrix44 before = HvMatrix44().RotateX(0.3f);
+    const M4 before = M4().RotateX(0.3f);
     for (float bad : {0.0f, -0.0f, 1e-40f}) {
-        HvMatrix44 p = before;
+        M4 p = before;
         testing::internal::CaptureStderr();
         p.Perspective(bad);
         EXPECT_EQ(testing::internal::GetCapturedStderr(),
@@ -484,12 +418,16 @@ TEST(HvMatrix, BuildersPostMultiplyElementaryMatrices) {
 TEST(HvFourCorner, MapsSecondQuadOntoFirst) {
     std::mt19937 g(31);
     for (int trial = 0; trial < 500; ++trial) {
-        // Jittered squares are convex quads in Z order; every few trials a
-        // parallelogram, which takes the affine branch.
+        // Jittered squares are convex quads in Z order; every few trials an
+        // exact (integer) parallelogram, which takes the affine branch.
+        const auto snap = [&](HvVec2 p) {
+            return trial % 4 ? p : HvVec2(std::round(p.x), std::round(p.y));
+        };
         HvVec2 quad[2][4];
         for (auto& qd : quad) {
-            const HvVec2 o = RandomVec<HvVec2>(g), u(Uniform(g, 2, 5), Uniform(g, -1, 1)),
-                         v(Uniform(g, -1, 1), Uniform(g, 2, 5));
+            const HvVec2 o = snap(RandomVec<HvVec2>(g)),
+                         u = snap({Uniform(g, 2, 5), Uniform(g, -1, 1)}),
+                         v = snap({Uniform(g, -1, 1), Uniform(g, 2, 5)});
             const HvVec2 jitter = trial % 4 ? RandomVec<HvVec2>(g, -0.5f, 0.5f) : HvVec2();
             qd[0] = o, qd[1] = o + u, qd[2] = o + v, qd[3] = o + u + v + jitter;
         }
@@ -513,24 +451,17 @@ TEST(HvFourCorner, MapsSecondQuadOntoFirst) {
     }
 }
 
-TEST(HvBoundsToBox, TightBoxOfMappedCorners) {
+TEST(HvBoundsToBox, EnclosesTheMappedCorners) {
     std::mt19937 g(32);
     for (int trial = 0; trial < 200; ++trial) {
-        const float x0 = Uniform(g, -5, 0), y0 = Uniform(g, -5, 0);
-        const float x1 = Uniform(g, 0, 5), y1 = Uniform(g, 0, 5);
-        HvMatrix33 m = HvMatrix33().Rotate(Uniform(g, -4, 4));
-        m.Scale(Uniform(g, 0.1f, 3), Uniform(g, 0.1f, 3)).Translate(Uniform(g, -9, 9), 1);
-        if (trial % 2)
-            m(0, 2) = Uniform(g, 0, 0.01f); // mildly projective
-        const HvBox2 box = HvBoundsToBox(x0, y0, x1, y1, m);
-        const HvVec2 corners[4] = {HvVec2(x0, y0) * m, HvVec2(x1, y0) * m, HvVec2(x0, y1) * m,
-                                   HvVec2(x1, y1) * m};
-        for (int axis = 0; axis < 2; ++axis) {
-            const auto [lo, hi] = std::minmax(
-                {corners[0][axis], corners[1][axis], corners[2][axis], corners[3][axis]});
-            EXPECT_EQ(box.lo(axis), lo);
-            EXPECT_EQ(box.hi(axis), hi);
-        }
+        HvMatrix33 m = RandomMatrix<HvMatrix33>(g);
+        m(0, 2) = Uniform(g, 0, 0.01f), m(1, 2) = 0, m(2, 2) = 1; // mildly projective
+        const HvVec2 p0 = RandomVec<HvVec2>(g), p1 = RandomVec<HvVec2>(g);
+        const HvBox2 box = HvBoundsToBox(p0.x, p0.y, p1.x, p1.y, m);
+        HvBox2 corners = hvInitBox2; // every corner inside, every face touched by one
+        for (const HvVec2& c : {p0, p1, HvVec2(p0.x, p1.y), HvVec2(p1.x, p0.y)})
+            EXPECT_TRUE(box.Contains(c * m) && corners.Include(c * m).Contains(c * m));
+        EXPECT_EQ(box, corners);
     }
     // The canonical square of a shape mask, turned 45 degrees.
     const HvBox2 diamond = HvBoundsToBox(-1, -1, 1, 1, HvMatrix33().Rotate(float(M_PI / 4)));
@@ -538,22 +469,23 @@ TEST(HvBoundsToBox, TightBoxOfMappedCorners) {
     EXPECT_NEAR(diamond.ymin, -std::sqrt(2.0f), 1e-6f);
 }
 
-TEST(HvConstants, ValuesAndStorageOrder) {
+TEST(HvConstants, ValuesLayoutAndAccess) {
     EXPECT_EQ(hvIdMat22, HvMatrix22(1, 0, 0, 1));
     EXPECT_EQ(hvIdMat33, HvMatrix33(1, 0, 0, 0, 1, 0, 0, 0, 1));
-    EXPECT_EQ(hvOneVec4, HvVec4(1, 1, 1, 1));
-    EXPECT_EQ(hvZeroVec3, HvVec3());
-    EXPECT_EQ(hvXAxis1, hvOneVec1);
+    EXPECT_TRUE(hvOneVec4 == HvVec4(1, 1, 1, 1) && hvZeroVec3 == HvVec3() && hvXAxis1 == hvOneVec1);
     EXPECT_EQ(hvXAxis2 + hvYAxis2, hvOneVec2);
     EXPECT_EQ(hvXAxis3 + hvYAxis3 + hvZAxis3, hvOneVec3);
     EXPECT_EQ(hvXAxis4 + hvYAxis4 + hvZAxis4, HvVec4(1, 1, 1, 3)); // w = 1 on every axis
     EXPECT_EQ(hvWAxis4, HvVec4(0, 0, 0, 1));
     EXPECT_EQ(hvInitBox2, HvBox2(FLT_MAX, -FLT_MAX, FLT_MAX, -FLT_MAX));
     EXPECT_EQ(hvInitBox4.wmin, 3.40282347e+38f);
-    EXPECT_EQ(hvOneBox3, HvBox3(0, 1, 0, 1, 0, 1));
+    EXPECT_TRUE(hvOneBox3 == HvBox3(0, 1, 0, 1, 0, 1) && hvZeroBox1 == HvBox1(0, 0));
     EXPECT_EQ(hvUnitBox4, HvBox4(-1, 1, -1, 1, -1, 1, -1, 1));
-    EXPECT_EQ(hvZeroBox1, HvBox1(0, 0));
-    const HvBox2 b(1, 2, 3, 4); // interleaved per axis
-    EXPECT_EQ(b.lo(1), 3.0f);
-    EXPECT_EQ(b.hi(0), 2.0f);
+    EXPECT_TRUE(HvBox2(1, 2, 3, 4).lo(1) == 3 && HvBox2(1, 2, 3, 4).hi(0) == 2); // interleaved
+    const HvMatrix33 a(1, 2, 3, 4, 5, 6, 7, 8, 9);
+    EXPECT_TRUE(a(1, 2) == 6 && a[2][0] == 7);  // row-major
+    EXPECT_TRUE(a(-3, 7) == 3 && a[5][1] == 8); // clamped
+    HvMatrix22 nan;
+    nan(1, 0) = kNaN;
+    EXPECT_NE(nan, nan);
 }
