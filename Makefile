@@ -14,7 +14,7 @@ deps:
 demo: deps
 	cmake --preset default
 	cmake --build --preset default --target forkDemo
-	./build/default/demos/forkDemo
+	./build/default/examples/forkDemo
 
 test: deps format-check test-default test-asan test-tsan
 
