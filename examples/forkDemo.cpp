@@ -18,6 +18,8 @@
 #include <cstring>
 #include <vector>
 
+#include <unistd.h>
+
 namespace {
 
 using Clock = std::chrono::steady_clock;
@@ -96,7 +98,10 @@ public:
 
     void postThread() override {
         ++passesDone_;
-        std::fprintf(stderr, "\rpass %d/%d done", currentCall + 1, callsToSample);
+        // One line redrawn in place on a terminal; a line per pass in a log.
+        static const bool terminal = isatty(STDERR_FILENO) != 0;
+        std::fprintf(stderr, terminal ? "\rpass %d/%d done" : "pass %d/%d done\n", currentCall + 1,
+                     callsToSample);
         std::fflush(stderr);
     }
 
@@ -170,7 +175,9 @@ int main(int argc, char** argv) {
     const Clock::time_point t0 = Clock::now();
     effect.process();
     const double ms = millisSince(t0);
-    std::fprintf(stderr, "\n");
+    if (isatty(STDERR_FILENO)) {
+        std::fprintf(stderr, "\n");
+    }
 
     if (interrupt.interrupted) {
         std::printf("interrupted after %d of %d passes (%d checks)\n", effect.passesDone(), passes,
