@@ -1,0 +1,77 @@
+// Every worker of a fork throws, catches and records at the same time: each
+// writes only its own slot of the stack.
+#include "vxError.h"
+#include "vxHost.h"
+#include "vxStandaloneHost.h"
+
+#include <gtest/gtest.h>
+
+#include <sstream>
+#include <string>
+
+namespace {
+
+using namespace Veltrix;
+using namespace Veltrix::Exceptions;
+
+struct BusyError : ExceptionI {
+    BusyError(const char* function, const char* file, int line, const Value& v)
+        : ExceptionI(function, file, line, Errors::Busy, v) {}
+    Errors::ErrorEnum err() const override { return Errors::Busy; }
+    const char* getName() const override { return "BusyError"; }
+    const char* getBase() const override { return "ExceptionI"; }
+};
+
+constexpr int kRounds = 200;
+
+void throwCatchRecord(int* caught) {
+    const int id = VxMpGetID();
+    for (int round = 0; round < kRounds; ++round) {
+        try {
+            try {
+                VX_THROW_VALUE(BusyError, Value(id));
+            } catch (ExceptionI& e) {
+                VX_RETHROW(e);
+            }
+        } catch (ExceptionI& e) {
+            if (id >= 0 && id < 4) {
+                caught[id] += e.error.values.at(0).intValue == id ? 1 : 0;
+            }
+        }
+    }
+}
+
+TEST(ErrorStackThreads, WorkersRecordIntoTheirOwnSlots) {
+    const int n = 4;
+    VxStandaloneHostSetWorkers(n);
+    SpMpSetSize(n, 1, n);
+    int caught[n] = {};
+    VxMpFork(reinterpret_cast<VxMpWork>(&throwCatchRecord), 1, caught);
+
+    EXPECT_EQ(Stack::gStack.workerCount(), n);
+    for (int id = 0; id < n; ++id) {
+        EXPECT_EQ(caught[id], kRounds);
+        ASSERT_NE(Stack::gStack.entries(id), nullptr);
+        EXPECT_EQ(Stack::gStack.entries(id)->size(), static_cast<size_t>(kRounds));
+    }
+    std::ostringstream os;
+    Stack::stackDump(os);
+    const std::string dump = os.str();
+    for (int id = 0; id < n; ++id) {
+        EXPECT_NE(dump.find("Thread " + std::to_string(id) + "\n" + std::string(40, '-')),
+                  std::string::npos);
+    }
+    EXPECT_NE(dump.find("\n200. [ Err 0020]"), std::string::npos);
+    Stack::stackClear();
+
+    // Worker ids beyond the kept range are reported, not recorded.
+    VxStandaloneHostSetWorkers(2);
+    SpMpSetSize(1, 1, 5000); // worker 1 becomes id 5000
+    testing::internal::CaptureStderr();
+    VxMpFork(reinterpret_cast<VxMpWork>(&throwCatchRecord), 1, caught);
+    EXPECT_NE(testing::internal::GetCapturedStderr().find("stackPush - worker 5000 out of range"),
+              std::string::npos);
+    EXPECT_EQ(Stack::gStack.workerCount(), 1);
+}
+
+} // namespace
