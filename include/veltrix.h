@@ -8,7 +8,10 @@
 #include "hvMaths.h"
 #include "vxExport.h"
 #include "vxHost.h"
+#include "vxList.h"
+#include "vxMessage.h"
 #include "vxMultiProcessor.h"
 #include "vxSpark.h"
+#include "vxString.h"
 
 #endif
