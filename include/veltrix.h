@@ -6,11 +6,13 @@
 #define VELTRIX_H
 
 #include "hvMaths.h"
+#include "vxError.h"
 #include "vxExport.h"
 #include "vxHost.h"
 #include "vxList.h"
 #include "vxMessage.h"
 #include "vxMultiProcessor.h"
+#include "vxRefCounter.h"
 #include "vxSpark.h"
 #include "vxString.h"
 
