@@ -1,0 +1,1 @@
+// Per-axis image indexing.
