@@ -91,6 +91,16 @@ public:
         return nullptr;
     }
 
+    // The node holding `value`: the first listed one, else a new node appended
+    // at the tail. Used where a value may be listed at most once.
+    VxListItem<T>* findOrAppend(T value) {
+        if (VxListItem<T>* listed = find(value))
+            return listed;
+        VxListItem<T>* node = new VxListItem<T>(value);
+        append(node);
+        return node;
+    }
+
     // The node under the cursor, moving the cursor on to its next; null once
     // the cursor has run off the end. Set cursor = head to start a walk.
     VxListItem<T>* nextItem() {

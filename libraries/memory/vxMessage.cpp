@@ -83,13 +83,7 @@ VxMessageSender::~VxMessageSender() {
 }
 
 VxListItem<VxMessageHandler*>* VxMessageSender::addHandler(VxMessageHandler* handler) {
-    if (!handler)
-        return nullptr;
-    if (VxListItem<VxMessageHandler*>* listed = handlers.find(handler))
-        return listed;
-    VxListItem<VxMessageHandler*>* node = new VxListItem<VxMessageHandler*>(handler);
-    handlers.append(node);
-    return node;
+    return handler ? handlers.findOrAppend(handler) : nullptr;
 }
 
 void VxMessageSender::removeHandler(VxMessageHandler* handler) {
@@ -151,13 +145,7 @@ void VxMessageHandler::ignoreSender(VxMessageSender* sender) {
 }
 
 VxListItem<VxMessageSender*>* VxMessageHandler::addSender(VxMessageSender* sender) {
-    if (!sender)
-        return nullptr;
-    if (VxListItem<VxMessageSender*>* listed = senders.find(sender))
-        return listed;
-    VxListItem<VxMessageSender*>* node = new VxListItem<VxMessageSender*>(sender);
-    senders.append(node);
-    return node;
+    return sender ? senders.findOrAppend(sender) : nullptr;
 }
 
 void VxMessageHandler::removeSender(VxMessageSender* sender) {
