@@ -15,5 +15,6 @@
 #include "vxRefCounter.h"
 #include "vxSpark.h"
 #include "vxString.h"
+#include "vxTexIndexer.h"
 
 #endif
