@@ -8,6 +8,7 @@
 #include "hvMaths.h"
 #include "vxError.h"
 #include "vxExport.h"
+#include "vxHeap.h"
 #include "vxHost.h"
 #include "vxList.h"
 #include "vxMessage.h"
@@ -16,5 +17,6 @@
 #include "vxSpark.h"
 #include "vxString.h"
 #include "vxTexIndexer.h"
+#include "vxTexNotifier.h"
 
 #endif
