@@ -1,5 +1,6 @@
 #include "vxMultiProcessor.h"
 
+#include "vxFrame.h"
 #include "vxHost.h"
 
 VxInteruptable::VxInteruptable() : interruptCheck(nullptr) {}
@@ -31,28 +32,11 @@ void VxMultiProcessor::process() {
 }
 
 void VxMultiProcessor::iterateSample() {
-    for (currentCall = 0; currentCall < callsToSample; ++currentCall) {
-        multiThreadSample();
-    }
+    VxFrame::iterateSample(*this);
 }
 
 void VxMultiProcessor::multiThreadSample() {
-    if (isInterrupted()) {
-        return;
-    }
-    preThread();
-    // Interrupted after preThread: postThread is deliberately skipped.
-    if (isInterrupted()) {
-        return;
-    }
-    if (multiThreaded) {
-        inFork = 1;
-        VxMpFork(reinterpret_cast<VxMpWork>(&VxMultiProcessor::sampleForkStatic), 1, this);
-        inFork = 0;
-    } else {
-        sample();
-    }
-    postThread();
+    VxFrame::multiThreadSample(*this, &VxMultiProcessor::sampleForkStatic);
 }
 
 void VxMultiProcessor::sampleForkStatic(VxMultiProcessor* self) {
@@ -71,16 +55,7 @@ void range(T total, I& begin, I& end) {
         end = id == 0 ? total : 0;
         return;
     }
-    // 32-bit arithmetic that wraps the way the historical int code did,
-    // without the undefined behaviour of signed overflow.
-    auto wrap = [](long long v) { return static_cast<int>(static_cast<unsigned>(v)); };
-    const int chunk = wrap(static_cast<long long>(n) + total - 1) / n;
-    begin = wrap(static_cast<long long>(id) * chunk);
-    const int next = wrap(static_cast<long long>(begin) + chunk);
-    end = next < total ? next : total;
-    if (id == n - 1) {
-        end = total;
-    }
+    VxFrame::shareOf(total, id, n, begin, end);
 }
 
 template VX_API void range<int, int>(int total, int& begin, int& end);
