@@ -10,6 +10,8 @@
 #include "vxExport.h"
 #include "vxHeap.h"
 #include "vxHost.h"
+#include "vxImager.h"
+#include "vxImgProc.h"
 #include "vxList.h"
 #include "vxMessage.h"
 #include "vxMultiProcessor.h"
