@@ -1,7 +1,7 @@
 // The image-processing frame: windows and their clamping rules, row shares,
 // the driver, and the window stack.
-#include "vxHost.h"
 #include "vxImgProc.h"
+#include "vxHost.h"
 #include "vxStandaloneHost.h"
 
 #include <gtest/gtest.h>
