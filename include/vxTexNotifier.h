@@ -18,7 +18,8 @@
 //
 // The destructor is protected and not virtual, as the binary layout requires
 // (the table holds Reallocate then GetVoidData, nothing else): delete through
-// the derived type, never through a VxTexNotifier pointer.
+// the derived type, never through a VxTexNotifier pointer. A derived class
+// should be final or declare its own virtual destructor (-Wnon-virtual-dtor).
 #ifndef VX_TEX_NOTIFIER_H
 #define VX_TEX_NOTIFIER_H
 

@@ -156,24 +156,6 @@ TEST(HeapSpace, RandomSequencesMatchTheModel) {
     }
 }
 
-TEST(HeapSpace, FillsToTheLastChunkAndMergesBack) {
-    Block b(1 << 16);
-    mspace s = create_mspace_with_base(b.base, b.size, 0);
-    std::vector<void*> got;
-    while (void* p = mspace_malloc(s, 48))
-        got.push_back(p);
-    const Stats full = statsOf(s);
-    EXPECT_EQ(got.size() * 64 + 16, full.initial);
-    EXPECT_EQ(full.avail, 16u);
-    // Free every other block, then the rest: each free meets free neighbours.
-    for (std::size_t i = 0; i < got.size(); i += 2)
-        mspace_free(s, got[i]);
-    EXPECT_EQ(censusOf(s).freeChunks, (got.size() + 1) / 2);
-    for (std::size_t i = 1; i < got.size(); i += 2)
-        mspace_free(s, got[i]);
-    EXPECT_EQ(censusOf(s).freeChunks, 1u);
-}
-
 TEST(HeapSpace, IgnoresFreesOfAnythingButALiveBlock) {
     Block b(1 << 16), other(1 << 16);
     mspace s = create_mspace_with_base(b.base, b.size, 0);
