@@ -154,7 +154,10 @@ VX_API void VxReleaseHeapMemoryPtr();
 // (debug) Before the first move "Moving heap data that persists to system
 // memory, assuming intentionally cached.\n", after each "Reallocating [%x].\n"
 // (the old data pointer), and at the end, if anything moved, "Reallocation
-// completed.\n". Refused inside a fork, with a warning.
+// completed.\n". A notifier whose data is still in the heap after its
+// Reallocate() gets "Veltrix Warning : notifier [%x] left its data [%x] in the
+// heap. It will not survive the release.\n". Refused inside a fork, with a
+// warning.
 VX_API void VxMoveHeapMemoryToSystemMemory();
 
 // ---------------------------------------------------------------------------

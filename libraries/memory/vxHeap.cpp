@@ -158,6 +158,14 @@ void VxMoveHeapMemoryToSystemMemory() {
         n->Reallocate();
         if (s.debugHeap)
             std::fprintf(stderr, "Reallocating [%x].\n", hex32(data));
+        // A notifier that could not move its data (no system memory, or no
+        // Reallocate of its own) is about to lose it with the block: say so.
+        void* now = n->GetVoidData();
+        if (now != nullptr && VxWasAllocatedFromHeap(now))
+            std::fprintf(stderr,
+                         "Veltrix Warning : notifier [%x] left its data [%x] in the heap. It "
+                         "will not survive the release.\n",
+                         hex32(n), hex32(now));
     }
     if (s.debugHeap && moved)
         std::fprintf(stderr, "Reallocation completed.\n");

@@ -29,6 +29,26 @@ TEST(HeapHandBack, OneCachedImageMovesOnceWithoutCountWarnings) {
     EXPECT_EQ(VxMemoryHeapChunkCount(), 0);
 }
 
+// A notifier without a Reallocate of its own cannot move its data.
+class Stuck final : public VxTexNotifier {
+public:
+    void* GetVoidData() const override { return data; }
+    void* data = VxImgAlloc(32);
+};
+
+TEST(HeapHandBack, DataANotifierCannotMoveIsReported) {
+    HostBlock block(1 << 16);
+    VxSetHeapMemoryPtr(block.base, block.size);
+    Stuck stuck;
+    CaptureStderr();
+    VxMoveHeapMemoryToSystemMemory();
+    EXPECT_EQ(GetCapturedStderr(), fmt("Veltrix Warning : notifier [%x] left its data [%x] in the "
+                                       "heap. It will not survive the release.\n",
+                                       hex32(&stuck), hex32(stuck.data)));
+    VxImgFree(stuck.data);
+    VxReleaseHeapMemoryPtr();
+}
+
 struct Model {
     std::unique_ptr<TestTexture> texture;
     std::vector<unsigned char> pixels;
