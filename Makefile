@@ -38,8 +38,9 @@ format-check:
 
 bench: deps
 	cmake --preset default
-	cmake --build --preset default --target forkBench
+	cmake --build --preset default --target forkBench heapBench
 	./build/default/bench/forkBench
+	./build/default/bench/heapBench
 
 format:
 	clang-format -i $(SOURCES)
