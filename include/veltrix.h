@@ -6,6 +6,7 @@
 #define VELTRIX_H
 
 #include "hvMaths.h"
+#include "vxComplex.h"
 #include "vxError.h"
 #include "vxExport.h"
 #include "vxHeap.h"
@@ -20,5 +21,6 @@
 #include "vxString.h"
 #include "vxTexIndexer.h"
 #include "vxTexNotifier.h"
+#include "vxTexture.h"
 
 #endif

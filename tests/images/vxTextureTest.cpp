@@ -1,0 +1,284 @@
+// Textures: buffers and ownership for every pixel type, and the samplers
+// against slow models that map each pixel by walking out of the crop.
+#include "vxTexture.h"
+
+#include <gtest/gtest.h>
+
+#include <cmath>
+#include <limits>
+#include <random>
+#include <type_traits>
+#include <vector>
+
+namespace {
+
+using FTex = VxTexture<float, float>;
+
+// The source of pixel index i, or -1: step back into the crop one reflection
+// or one period at a time.
+long long Src(const Vx1DTexIndexer& a, long long i) {
+    const long long s = a.cropStart, n = a.cropLength;
+    long long d = i - s;
+    if (d >= 0 && d < n)
+        return i;
+    switch (a.edgeMethod) {
+    case kVxTexEdgeClamp:
+        return d < 0 ? s : s + n - 1;
+    case kVxTexEdgeMirror:
+        while (d < 0 || d >= n)
+            d = d < 0 ? -d - 1 : 2 * n - 1 - d;
+        return s + d;
+    case kVxTexEdgeWrap:
+        while (d < 0 || d >= n)
+            d += d < 0 ? n : -n;
+        return s + d;
+    default:
+        return -1;
+    }
+}
+
+double Pixel(const FTex& t, long long i, long long j) {
+    const long long si = Src(t.xIndexer, i), sj = Src(t.yIndexer, j);
+    return si < 0 || sj < 0 ? t.defaultPixel : t.data[sj * t.xIndexer.resolution + si];
+}
+
+// A small texture with random pixels, crop, edge methods, offsets and default.
+void Randomise(FTex& t, std::mt19937& rng) {
+    auto uni = [&](float a, float b) { return std::uniform_real_distribution<float>(a, b)(rng); };
+    t.xIndexer.SetResolution(1 + static_cast<int>(rng() % 9));
+    t.yIndexer.SetResolution(1 + static_cast<int>(rng() % 9));
+    t.MakeData();
+    for (int i = 0; i < t.xIndexer.resolution * t.yIndexer.resolution; ++i)
+        t.data[i] = uni(0, 1);
+    t.SetCrop(rng() % 9, rng() % 9, rng() % 9, rng() % 9);
+    t.SetEdgeMethod(VxTexEdgeEnum(rng() % 4), VxTexEdgeEnum(rng() % 4));
+    if (rng() % 2)
+        t.SetOffset(uni(-3, 3), uni(-3, 3));
+    t.SetDefaultPixel(uni(-1, 0));
+}
+
+double ModelBiLerp(const FTex& t, float x, float y) {
+    const float px = x - 0.5f - t.xIndexer.offsetF, py = y - 0.5f - t.yIndexer.offsetF;
+    const long long i = static_cast<long long>(std::floor(px));
+    const long long j = static_cast<long long>(std::floor(py));
+    const double fx = px - std::floor(px), fy = py - std::floor(py);
+    return (Pixel(t, i, j) * (1 - fx) + Pixel(t, i + 1, j) * fx) * (1 - fy) +
+           (Pixel(t, i, j + 1) * (1 - fx) + Pixel(t, i + 1, j + 1) * fx) * fy;
+}
+
+// Every pixel cell weighted by its overlap with the area; a zero extent is
+// the one cell under it.
+double ModelArea(const FTex& t, double x0, double y0, double x1, double y1) {
+    const double lx = std::min(x0, x1) - t.xIndexer.offsetF,
+                 hx = std::max(x0, x1) - t.xIndexer.offsetF;
+    const double ly = std::min(y0, y1) - t.yIndexer.offsetF,
+                 hy = std::max(y0, y1) - t.yIndexer.offsetF;
+    auto cover = [](double c, double lo, double hi) {
+        return lo == hi ? (std::floor(lo) == c ? 1.0 : 0.0)
+                        : std::max(0.0, std::min(hi, c + 1) - std::max(lo, c));
+    };
+    double sum = 0, total = 0;
+    for (double j = std::floor(ly); j <= hy; ++j)
+        for (double i = std::floor(lx); i <= hx; ++i) {
+            const double w = cover(i, lx, hx) * cover(j, ly, hy);
+            sum += w * Pixel(t, static_cast<long long>(i), static_cast<long long>(j));
+            total += w;
+        }
+    return sum / total;
+}
+
+TEST(VxTextureSampling, BiLerpPixelMatchesTheModelForEveryEdgeAndOffset) {
+    std::mt19937 rng(7);
+    for (int n = 0; n < 400; ++n) {
+        FTex t;
+        Randomise(t, rng);
+        for (int k = 0; k < 40; ++k) {
+            // Quarter steps hit centres, boundaries and fractions alike.
+            const float x = static_cast<float>(rng() % 120) * 0.25f - 12.0f;
+            const float y = static_cast<float>(rng() % 120) * 0.25f - 12.0f;
+            ASSERT_NEAR(t.BiLerpPixel(x, y), ModelBiLerp(t, x, y), 1e-5)
+                << n << " " << x << "," << y;
+        }
+    }
+    FTex empty;
+    empty.SetDefaultPixel(3);
+    EXPECT_EQ(empty.BiLerpPixel(0.5f, 0.5f), 3);
+}
+
+TEST(VxTextureSampling, BoundedBiLerpPixelClampsIntoItsBounds) {
+    std::mt19937 rng(8);
+    for (int n = 0; n < 300; ++n) {
+        FTex t;
+        Randomise(t, rng);
+        const int w = t.xIndexer.resolution, h = t.yIndexer.resolution;
+        int b[4];
+        for (int& v : b)
+            v = static_cast<int>(rng() % 14) - 3;
+        // The model: a clamp crop over the bounds met with the buffer.
+        FTex c(w, h, t.data);
+        c.SetOffset(t.xIndexer.offsetF, t.yIndexer.offsetF);
+        c.SetEdgeMethod(kVxTexEdgeClamp, kVxTexEdgeClamp);
+        c.SetCrop(b[0], b[2], b[1], b[3]);
+        c.SetDefaultPixel(t.defaultPixel);
+        const bool misses = std::max(b[0], b[2]) < 0 || std::min(b[0], b[2]) >= w ||
+                            std::max(b[1], b[3]) < 0 || std::min(b[1], b[3]) >= h;
+        for (int k = 0; k < 20; ++k) {
+            const float x = static_cast<float>(rng() % 80) * 0.25f - 6.0f;
+            const float y = static_cast<float>(rng() % 80) * 0.25f - 6.0f;
+            const float got = t.BiLerpPixel(x, y, b[0], b[1], b[2], b[3]);
+            ASSERT_NEAR(got, misses ? t.defaultPixel : ModelBiLerp(c, x, y), 1e-5) << n;
+        }
+    }
+}
+
+TEST(VxTextureSampling, AreaSampleIsTheBruteForceMean) {
+    std::mt19937 rng(9);
+    auto pos = [&] { return static_cast<float>(rng() % 400) * 0.125f - 20.0f; };
+    for (int n = 0; n < 300; ++n) {
+        FTex t;
+        Randomise(t, rng);
+        for (int k = 0; k < 25; ++k) {
+            float x0 = pos(), y0 = pos(), x1 = pos(), y1 = pos();
+            if (k % 5 == 0)
+                x1 = x0; // a line, and sometimes a point
+            if (k % 10 == 0)
+                y1 = y0;
+            ASSERT_NEAR(t.AreaSample(x0, y0, x1, y1), ModelArea(t, x0, y0, x1, y1), 2e-5)
+                << n << ": " << x0 << "," << y0 << " " << x1 << "," << y1;
+        }
+        EXPECT_EQ(t.AreaSampleDelta(1.5f, 2.0f, -3.0f, 1.0f), t.AreaSample(0, 1.5f, 3, 2.5f));
+        const float nan = std::numeric_limits<float>::quiet_NaN();
+        const float inf = std::numeric_limits<float>::infinity();
+        EXPECT_EQ(t.AreaSample(nan, 0, 1, 1), t.defaultPixel);
+        EXPECT_EQ(t.AreaSample(0, 0, inf, 1), t.defaultPixel);
+        EXPECT_EQ(t.BiLerpPixel(nan, 0), t.defaultPixel);
+    }
+    // Far away and over many periods, with no walk over the distance.
+    FTex t;
+    t.xIndexer.SetResolution(3);
+    t.yIndexer.SetResolution(1);
+    t.MakeData();
+    t.data[0] = 1, t.data[1] = 2, t.data[2] = 6;
+    t.SetEdgeMethod(kVxTexEdgeWrap, kVxTexEdgeClamp);
+    EXPECT_NEAR(t.AreaSample(-3e9f, 0, 3e9f, 1), 3.0, 1e-3);
+    EXPECT_NEAR(t.AreaSample(1e30f, 0, 1e30f, 5), t.AreaSample(1e30f, 0, 1e30f, 1), 1e-6);
+    t.SetEdgeMethod(kVxTexEdgeClamp, kVxTexEdgeClamp);
+    EXPECT_NEAR(t.AreaSample(-1e20f, 0, 3, 1), 1.0, 1e-6);
+}
+
+// The other pixel types sample component by component as float textures.
+template <class P>
+void ExpectComponentsSampled() {
+    std::mt19937 rng(10);
+    for (int n = 0; n < 50; ++n) {
+        FTex a, b;
+        Randomise(a, rng);
+        do // the second component: other pixels of the same size
+            Randomise(b, rng);
+        while (b.xIndexer.resolution != a.xIndexer.resolution ||
+               b.yIndexer.resolution != a.yIndexer.resolution);
+        b.xIndexer = a.xIndexer, b.yIndexer = a.yIndexer;
+        VxTexture<P, P> t(a.xIndexer.resolution, a.yIndexer.resolution);
+        t.MakeData();
+        t.xIndexer = a.xIndexer, t.yIndexer = a.yIndexer;
+        for (int i = 0; i < a.xIndexer.resolution * a.yIndexer.resolution; ++i)
+            t.data[i] = P(a.data[i], b.data[i]);
+        t.SetDefaultPixel(P(a.defaultPixel, b.defaultPixel));
+        for (float x = -4; x < 12; x += 0.75f) {
+            const float y = x * 0.5f + 1;
+            EXPECT_EQ(t.BiLerpPixel(x, y), P(a.BiLerpPixel(x, y), b.BiLerpPixel(x, y)));
+            EXPECT_EQ(t.AreaSample(x, y, -x, 3),
+                      P(a.AreaSample(x, y, -x, 3), b.AreaSample(x, y, -x, 3)));
+        }
+    }
+}
+
+TEST(VxTextureSampling, VectorAndComplexPixelsSamplePerComponent) {
+    ExpectComponentsSampled<HvVec2>();
+    ExpectComponentsSampled<VxComplex<float>>();
+}
+
+template <class P>
+P Px(float a, float b) {
+    if constexpr (std::is_same<P, float>::value)
+        return a + b;
+    else
+        return P(a, b);
+}
+
+template <class P>
+class VxTextureBuffers : public testing::Test {};
+using PixelTypes = testing::Types<float, HvVec2, VxComplex<float>>;
+TYPED_TEST_SUITE(VxTextureBuffers, PixelTypes, testing::internal::DefaultNameGenerator);
+
+TYPED_TEST(VxTextureBuffers, MakeDataFreeImageReallocateAndViews) {
+    using Tex = VxTexture<TypeParam, TypeParam>;
+    Tex t(3, 2);
+    t.MakeData();
+    ASSERT_TRUE(t.data != nullptr);
+    EXPECT_EQ(t.ownsData, 1);
+    EXPECT_EQ(t.allocFailed, 0);
+    EXPECT_EQ(t.data[5], TypeParam());
+    EXPECT_EQ(t.GetVoidData(), static_cast<void*>(t.data));
+    for (int i = 0; i < 6; ++i)
+        t.data[i] = Px<TypeParam>(static_cast<float>(i), 1);
+
+    // Views: onto itself nothing changes; else src's pixels, geometry, default.
+    t.SetDefaultPixel(Px<TypeParam>(4, 4));
+    t.setTextureFrom(t);
+    EXPECT_EQ(t.ownsData, 1);
+    EXPECT_EQ(t.xIndexer.resolution, 3);
+    Tex v;
+    v.MakeData();
+    v.setTextureFrom(t);
+    EXPECT_EQ(v.data, t.data);
+    EXPECT_EQ(v.ownsData, 0);
+    EXPECT_EQ(v.xIndexer.cropEnd, 2);
+    EXPECT_EQ(v.yIndexer.resolution, 2);
+    EXPECT_EQ(v.defaultPixel, Px<TypeParam>(4, 4));
+
+    // A view moves a copy and keeps its geometry; an owner frees its buffer,
+    // so its resolutions go to 0, and the copy is handed to its user.
+    ASSERT_EQ(v.Reallocate(), 1);
+    EXPECT_NE(v.data, t.data);
+    EXPECT_EQ(v.data[4], Px<TypeParam>(4, 1));
+    EXPECT_EQ(v.xIndexer.resolution, 3);
+    VxImgFree(v.data);
+    v.data = nullptr;
+    EXPECT_EQ(v.Reallocate(), 0);
+    ASSERT_EQ(t.Reallocate(), 1);
+    EXPECT_EQ(t.ownsData, 0);
+    EXPECT_EQ(t.xIndexer.resolution, 0);
+    EXPECT_EQ(t.yIndexer.resolution, 0);
+    EXPECT_EQ(t.data[5], Px<TypeParam>(5, 1));
+    TypeParam* moved = t.data;
+    EXPECT_EQ(t.Reallocate(), 0); // resolutions are 0 now
+    VxImgFree(moved);
+
+    // FreeImage: no buffer and no geometry.
+    t.xIndexer.SetResolution(4);
+    t.yIndexer.SetResolution(4);
+    t.MakeData();
+    t.FreeImage();
+    EXPECT_TRUE(t.data == nullptr);
+    EXPECT_EQ(t.xIndexer.resolution, 0);
+    EXPECT_EQ(t.yIndexer.resolution, 0);
+
+    // Zero, negative and oversized resolutions allocate nothing.
+    const int sizes[][3] = {{0, 5, 0},  {5, 0, 0},         {-1, 5, 1},
+                            {5, -4, 1}, {50000, 50000, 1}, {65536, 32768, 1}};
+    for (const auto& s : sizes) {
+        testing::internal::CaptureStderr();
+        Tex z(s[0], s[1]);
+        z.xIndexer.resolution = s[0];
+        z.yIndexer.resolution = s[1];
+        z.MakeData();
+        testing::internal::GetCapturedStderr();
+        EXPECT_TRUE(z.data == nullptr);
+        EXPECT_EQ(z.allocFailed, s[2]);
+        EXPECT_EQ(z.ownsData, 1);
+        EXPECT_EQ(z.Reallocate(), 0);
+    }
+}
+
+} // namespace
