@@ -13,3 +13,11 @@ endfunction()
 function(veltrix_exact_float target)
   target_compile_options(${target} PRIVATE -ffp-contract=off -fno-fast-math)
 endfunction()
+
+# Calls between the library's own exported functions go direct (and may be
+# inlined): nothing is meant to interpose on them.
+function(veltrix_no_interposition target)
+  if(CMAKE_CXX_COMPILER_ID STREQUAL "GNU")
+    target_compile_options(${target} PRIVATE -fno-semantic-interposition)
+  endif()
+endfunction()
