@@ -14,9 +14,10 @@
 namespace {
 
 // Built on first use so that notifiers constructed during another library's
-// static initialisation find the list ready; gHeapStateAtLoad below makes sure
-// the environment is read when the library loads even if nothing asks.
-VxHeapState& state() {
+// static initialisation find the list ready; gState below makes sure the
+// environment is read when the library loads even if nothing asks, and spares
+// the hot paths the first-use guard.
+VxHeapState& makeState() {
     static VxHeapState s = {nullptr,
                             0,
                             0,
@@ -30,7 +31,11 @@ VxHeapState& state() {
     return s;
 }
 
-const bool gHeapStateAtLoad = (state(), true);
+VxHeapState* const gState = &makeState();
+
+VxHeapState& state() {
+    return gState != nullptr ? *gState : makeState();
+}
 
 mspace space() {
     return static_cast<mspace>(state().heapSpace);

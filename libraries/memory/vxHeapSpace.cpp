@@ -133,6 +133,30 @@ void unlink(VxHeapSpace* s, Chunk* c) {
     }
 }
 
+// Puts `neu` in the place `old` has in the free lists. Splitting a chunk and
+// merging into a free neighbour usually leave the size in the same list (the
+// big free chunk at the top, above all), and then the links are handed over
+// in place: one list update instead of an unlink and a link. `old` must still
+// carry its size, `neu` its new one.
+void replace(VxHeapSpace* s, Chunk* old, Chunk* neu) {
+    unsigned fo, so, fn, sn;
+    listOf(sizeOf(old) / kAlign, fo, so);
+    listOf(sizeOf(neu) / kAlign, fn, sn);
+    if (fo != fn || so != sn) {
+        unlink(s, old);
+        link(s, neu);
+        return;
+    }
+    neu->next = old->next;
+    neu->prev = old->prev;
+    if (neu->next)
+        neu->next->prev = neu;
+    if (neu->prev)
+        neu->prev->next = neu;
+    else
+        s->heads[fo][so] = neu;
+}
+
 // How many chunks of the request's own list are looked at when no larger list
 // can serve it: enough to find the last big chunk of a nearly full space,
 // few enough to keep allocation O(1).
@@ -245,15 +269,16 @@ void* mspace_malloc(mspace space, std::size_t n) {
     Chunk* c = findFit(space, need);
     if (c == nullptr)
         return nullptr;
-    unlink(space, c);
     const std::size_t size = sizeOf(c);
     if (size - need >= kMinChunk) {
         Chunk* rest = offsetChunk(c, need);
         rest->head = size - need;
         rest->prevSize = need;
         above(rest)->prevSize = size - need;
-        link(space, rest);
+        replace(space, c, rest);
         c->head = need;
+    } else {
+        unlink(space, c);
     }
     c->head |= kInUse;
     return payloadOf(c);
@@ -281,13 +306,15 @@ void mspace_free(mspace space, void* mem) {
         }
     }
     Chunk* high = offsetChunk(c, size);
-    if (!inUse(high)) { // the fence is in use, so this never passes it
-        unlink(space, high);
+    const bool highFree = !inUse(high); // the fence is in use, so this never passes it
+    if (highFree)
         size += sizeOf(high);
-    }
     c->head = size;
     above(c)->prevSize = size;
-    link(space, c);
+    if (highFree)
+        replace(space, high, c);
+    else
+        link(space, c);
 }
 
 void mspace_get_base_malloc_stats(mspace space, std::size_t* totalOut, std::size_t* initialOut,
