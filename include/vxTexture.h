@@ -128,7 +128,9 @@ public:
 
     // This texture becomes a view of src: FreeImage(), then src's buffer (not
     // owned), src's two indexers field by field and SetDefaultPixel(src's
-    // default pixel). Nothing happens when src is this texture.
+    // default pixel). Nothing happens when src is this texture. When src
+    // already looks at this texture's own buffer, that buffer is kept, and
+    // stays owned, rather than freed under both.
     virtual void setTextureFrom(const VxTexture<T, U>& src);
     // The pixel read where an axis has no pixel.
     virtual void SetDefaultPixel(T value);
@@ -163,6 +165,11 @@ public:
     // default pixel.
     U BiLerpPixel(float x, float y, int xLo, int yLo, int xHi, int yHi) const;
 
+    // The mean of the pixels named by two sets of axis weights (see
+    // VxAreaAxisWeights), the part without pixels reading the default pixel.
+    // Indices must be inside the buffer.
+    U WeightedMean(const VxAreaWeights& wx, const VxAreaWeights& wy) const;
+
     int ownsData;    // 1: the texture allocated the buffer and frees it
     T* data;         // the pixels, row after row, x fastest
     int allocFailed; // 1: the last MakeData could not get a buffer
@@ -172,11 +179,6 @@ public:
     // footprints in the top image here (see VxMipTex); a plain texture has none.
     int* auxBuffers[2];
     int auxCount;
-
-    // The mean of the pixels named by two sets of axis weights (see
-    // VxAreaAxisWeights), the part without pixels reading the default pixel.
-    // Indices must be inside the buffer.
-    U WeightedMean(const VxAreaWeights& wx, const VxAreaWeights& wy) const;
 
 protected:
     // The pixel at in-buffer indices, or the default pixel for -1.

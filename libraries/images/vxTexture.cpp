@@ -115,7 +115,8 @@ void VxAreaAxisWeights(const Vx1DTexIndexer& axis, double lo, double hi, VxAreaW
     const double rest = b - (s + period);
     const double whole = std::floor(rest / period);
     if (whole > 0.0)
-        for (int j = axis.cropStart; j < axis.cropStart + axis.cropLength; ++j)
+        for (long long j = axis.cropStart;
+             j < axis.cropStart + static_cast<long long>(axis.cropLength); ++j)
             map.Add(j, whole * (period / n));
     const double tail = std::min(rest - whole * period, period);
     if (tail > 0.0)

@@ -6,6 +6,7 @@
 
 #include <algorithm>
 #include <random>
+#include <tuple>
 #include <vector>
 
 namespace {
@@ -18,34 +19,28 @@ unsigned H(unsigned n) {
     return (n * (n * n * 15731u + 789221u) + 1376312589u) & 0x7fffffffu;
 }
 
-// The source pixels of each output along an axis of n: pairs, one triple at
-// the hashed index on an odd axis, a lone pixel kept as it is.
+// The source pixels of each output along an axis of n: pairs, a triple at the
+// hashed index on an odd axis, a lone pixel kept as it is.
 std::vector<std::vector<int>> Groups(int n, unsigned salt) {
-    if (n == 1)
-        return {{0}};
-    const int half = n / 2;
-    int k = -1;
-    if (n % 2)
-        k = std::min(static_cast<int>(((1.0 - H(n + salt) / 1073741824.0) + 1.0) * 0.5 * half),
-                     half - 1);
-    std::vector<std::vector<int>> g;
-    for (int j = 0, p = 0; j < half; ++j) {
-        g.emplace_back();
-        for (int c = 0; c < (j == k ? 3 : 2); ++c)
-            g.back().push_back(p++);
-    }
+    const int half = std::max(n / 2, 1);
+    const int k =
+        n % 2 ? std::min(int(((1.0 - H(n + salt) / 1073741824.0) + 1.0) * 0.5 * half), half - 1)
+              : -1;
+    std::vector<std::vector<int>> g(half);
+    for (int j = 0, p = 0; j < half; ++j)
+        for (int c = 0; c < (n == 1 ? 1 : j == k ? 3 : 2); ++c)
+            g[j].push_back(p++);
     EXPECT_EQ(g.back().back(), n - 1);
     return g;
 }
 
-// Every level is the block mean of the crop of the level before.
+// Every level is the block mean of the crop of the level before, to 1 x 1.
 void ExpectChainOfBlockMeans(const Mip& m) {
     for (int k = 1; k < m.levelCount; ++k) {
-        const FTex& a = *m.levels[k - 1];
-        const FTex& b = *m.levels[k];
+        const FTex &a = *m.levels[k - 1], &b = *m.levels[k];
         const auto gx = Groups(a.xIndexer.cropLength, 65536), gy = Groups(a.yIndexer.cropLength, 0);
-        ASSERT_EQ(b.xIndexer.resolution, static_cast<int>(gx.size()));
-        ASSERT_EQ(b.yIndexer.resolution, static_cast<int>(gy.size()));
+        ASSERT_EQ(b.xIndexer.resolution, int(gx.size()));
+        ASSERT_EQ(b.yIndexer.resolution, int(gy.size()));
         for (std::size_t y = 0; y < gy.size(); ++y)
             for (std::size_t x = 0; x < gx.size(); ++x) {
                 double sum = 0;
@@ -74,26 +69,23 @@ TEST(VxMipTex, LevelsAreBlockMeansDownToOnePixel) {
             std::vector<float> p = RandomPixels(rng, w * h);
             Mip m(w, h, p.data());
             ExpectChainOfBlockMeans(m);
-            if (w > 2 && h > 2) { // the chain of a crop starts from the crop
+            if (w > 2 && h > 2) { // a crop's chain starts from the crop
                 m.SetCrop(1, w - 1, 1, h - 2);
                 EXPECT_EQ(m.invWidth, 1.0f / (w - 1));
-                EXPECT_EQ(m.levels[1]->xIndexer.resolution, (w - 1) / 2);
                 ExpectChainOfBlockMeans(m);
             }
         }
-    // 5 x 1: 2 x 1, one of them the mean of three, then 1 x 1.
+    // 5 x 1: 2 x 1, one of them the mean of three, then 1 x 1. 1 x 1: one level.
     std::vector<float> p = {1, 2, 4, 8, 16};
-    Mip five(5, 1, p.data());
+    Mip five(5, 1, p.data()), one(1, 1, p.data()), none;
     ASSERT_EQ(five.levelCount, 3);
     const float* l1 = five.levels[1]->data;
     EXPECT_TRUE((l1[0] == 1.5f && l1[1] == 28.0f / 3) || (l1[0] == 7.0f / 3 && l1[1] == 12.0f));
-    Mip one(1, 1, p.data());
     EXPECT_EQ(one.levelCount, 1);
     bool failed = false;
     EXPECT_EQ(Mip::MipReductionFilter(&one, failed), nullptr);
     EXPECT_EQ(Mip::MipReductionFilter(nullptr, failed), nullptr);
     EXPECT_FALSE(failed);
-    Mip none;
     none.MakeMipMaps();
     EXPECT_EQ(none.levelCount, 0);
 }
@@ -102,25 +94,24 @@ TEST(VxMipTex, SettingsReachEveryLevelAndViewsGetTheirOwnChain) {
     std::mt19937 rng(4);
     std::vector<float> p = RandomPixels(rng, 40 * 24);
     Mip m(40, 24, p.data());
-    ASSERT_EQ(m.levelCount, 6);
-    auto expectLevels = [&](VxTexEdgeEnum ex, VxTexEdgeEnum ey, float def, float ox) {
+    auto expectLevels = [&](float ox) {
+        ASSERT_EQ(m.levelCount, 6);
         for (int k = 0; k < m.levelCount; ++k) {
-            EXPECT_EQ(m.levels[k]->xIndexer.edgeMethod, ex);
-            EXPECT_EQ(m.levels[k]->yIndexer.edgeMethod, ey);
-            EXPECT_EQ(m.levels[k]->defaultPixel, def);
-            EXPECT_EQ(m.levels[k]->xIndexer.offsetF, ox);
+            const FTex& l = *m.levels[k];
+            EXPECT_EQ(std::make_tuple(l.xIndexer.edgeMethod, l.yIndexer.edgeMethod, l.defaultPixel,
+                                      l.xIndexer.offsetF),
+                      std::make_tuple(kVxTexEdgeMirror, kVxTexEdgeWrap, 0.25f, ox));
         }
     };
     m.SetEdgeMethod(kVxTexEdgeMirror, kVxTexEdgeWrap);
     m.SetDefaultPixel(0.25f);
     m.SetOffset(1.5f, -2.0f);
-    expectLevels(kVxTexEdgeMirror, kVxTexEdgeWrap, 0.25f, 1.5f);
+    expectLevels(1.5f);
     m.SetCrop(2, 33, 0, 23); // rebuilt, settings kept
-    ASSERT_EQ(m.levelCount, 6);
     EXPECT_EQ(m.levels[1]->xIndexer.resolution, 16);
-    expectLevels(kVxTexEdgeMirror, kVxTexEdgeWrap, 0.25f, 1.5f);
+    expectLevels(1.5f);
     m.SetOffset(3, 4);
-    expectLevels(kVxTexEdgeMirror, kVxTexEdgeWrap, 0.25f, 3.0f);
+    expectLevels(3.0f);
 
     // Onto itself or one of its levels nothing changes; from another texture
     // it views those pixels with a chain of its own.
@@ -130,10 +121,8 @@ TEST(VxMipTex, SettingsReachEveryLevelAndViewsGetTheirOwnChain) {
     EXPECT_EQ(m.levels[1], level);
     FTex src(7, 5, p.data());
     m.setTextureFrom(src);
-    EXPECT_EQ(m.data, p.data());
-    EXPECT_EQ(m.ownsData, 0);
-    EXPECT_EQ(m.invHeight, 0.2f);
-    ASSERT_EQ(m.levelCount, 3);
+    EXPECT_EQ(std::make_tuple(m.data, m.ownsData, m.invHeight, m.levelCount),
+              std::make_tuple(p.data(), 0, 0.2f, 3));
     ExpectChainOfBlockMeans(m);
     m.NukeMipMaps();
     EXPECT_EQ(m.levelCount, 0);
@@ -149,41 +138,36 @@ double BruteMean(const FTex& t, int x0, int y0, int x1, int y1) {
 
 TEST(VxMipTex, AreaSampleIsExactOverWholeBlocksOfTheChosenLevel) {
     std::mt19937 rng(5);
+    // Power-of-two sides: every level's pixels are exact block means. Two or
+    // three blocks of level k across choose level k.
     std::vector<float> p = RandomPixels(rng, 64 * 32);
     Mip m(64, 32, p.data());
-    // Power-of-two sides: every level's pixels are exact block means. An
-    // extent of two or three blocks of level k chooses level k.
     for (int n = 0; n < 400; ++n) {
-        const int k = 1 + static_cast<int>(rng() % 4), b = 1 << k;
-        const int w = b * (2 + static_cast<int>(rng() % 2)),
-                  h = std::min(32, b * (2 + static_cast<int>(rng() % 2)));
-        const int x0 = b * static_cast<int>(rng() % ((64 - w) / b + 1));
-        const int y0 = b * static_cast<int>(rng() % ((32 - h) / b + 1));
+        const int k = 1 + int(rng() % 4), b = 1 << k;
+        const int w = b * (2 + int(rng() % 2)), h = std::min(32, b * (2 + int(rng() % 2)));
+        const int x0 = b * int(rng() % ((64 - w) / b + 1)),
+                  y0 = b * int(rng() % ((32 - h) / b + 1));
         ASSERT_EQ(m.ChooseLevel(w, h), k);
         ASSERT_NEAR(m.AreaSample(x0, y0, x0 + w, y0 + h), BruteMean(m, x0, y0, x0 + w, y0 + h),
                     1e-5);
     }
     // Odd sides: level 1 is exact too, with its triples; elsewhere the mean
-    // stays within the pixels covered.
+    // stays within the pixels of the rows covered.
     std::vector<float> q = RandomPixels(rng, 27 * 13);
     Mip odd(27, 13, q.data());
-    const int* bx = odd.levels[1]->auxBuffers[0];
-    const int* by = odd.levels[1]->auxBuffers[1];
+    const int *bx = odd.levels[1]->auxBuffers[0], *by = odd.levels[1]->auxBuffers[1];
     int exact = 0;
     for (int n = 0; n < 2000; ++n) {
-        int i0 = rng() % 13, i1 = rng() % 13, j0 = rng() % 6, j1 = rng() % 6;
+        const int i0 = rng() % 13, i1 = rng() % 13, j0 = rng() % 6, j1 = rng() % 6;
         const int x0 = bx[std::min(i0, i1)], x1 = bx[std::max(i0, i1) + 1];
         const int y0 = by[std::min(j0, j1)], y1 = by[std::max(j0, j1) + 1];
-        if (odd.ChooseLevel(x1 - x0, y1 - y0) == 1) {
-            ++exact;
+        if (odd.ChooseLevel(x1 - x0, y1 - y0) == 1 && ++exact) {
             ASSERT_NEAR(odd.AreaSample(x0, y0, x1, y1), BruteMean(odd, x0, y0, x1, y1), 1e-5);
         }
-        const float fx0 = x0 + static_cast<float>(rng() % 8) / 8,
-                    fy1 = y1 - static_cast<float>(rng() % 8) / 8;
-        const float got = odd.AreaSample(fx0, y0, x1, fy1);
-        const auto lo = odd.data + y0 * 27, hi = odd.data + y1 * 27;
-        EXPECT_GE(got, *std::min_element(lo, hi) - 1e-6f);
-        EXPECT_LE(got, *std::max_element(lo, hi) + 1e-6f);
+        const float got =
+            odd.AreaSample(x0 + float(rng() % 8) / 8, y0, x1, y1 - float(rng() % 8) / 8);
+        EXPECT_GE(got, *std::min_element(q.data() + y0 * 27, q.data() + y1 * 27) - 1e-6f);
+        EXPECT_LE(got, *std::max_element(q.data() + y0 * 27, q.data() + y1 * 27) + 1e-6f);
     }
     EXPECT_GT(exact, 100);
     // Reaching past the crop, the edge methods decide at the top level.

@@ -1,5 +1,5 @@
-// Textures: buffers and ownership for every pixel type, and the samplers
-// against slow models that map each pixel by walking out of the crop.
+// Textures: the samplers against slow models that map each pixel by walking
+// out of the crop, and buffers and ownership for every pixel type.
 #include "vxTexture.h"
 
 #include <gtest/gtest.h>
@@ -7,34 +7,26 @@
 #include <cmath>
 #include <limits>
 #include <random>
+#include <tuple>
 #include <type_traits>
-#include <vector>
 
 namespace {
 
 using FTex = VxTexture<float, float>;
 
-// The source of pixel index i, or -1: step back into the crop one reflection
-// or one period at a time.
+// The source of pixel index i, or -1: back into the crop one reflection or
+// one period at a time.
 long long Src(const Vx1DTexIndexer& a, long long i) {
     const long long s = a.cropStart, n = a.cropLength;
     long long d = i - s;
-    if (d >= 0 && d < n)
-        return i;
-    switch (a.edgeMethod) {
-    case kVxTexEdgeClamp:
-        return d < 0 ? s : s + n - 1;
-    case kVxTexEdgeMirror:
-        while (d < 0 || d >= n)
-            d = d < 0 ? -d - 1 : 2 * n - 1 - d;
-        return s + d;
-    case kVxTexEdgeWrap:
-        while (d < 0 || d >= n)
-            d += d < 0 ? n : -n;
-        return s + d;
-    default:
+    if (a.edgeMethod == kVxTexEdgeNone && (d < 0 || d >= n))
         return -1;
-    }
+    if (a.edgeMethod == kVxTexEdgeClamp)
+        d = std::min(std::max(d, 0LL), n - 1);
+    while (d < 0 || d >= n)
+        d = a.edgeMethod == kVxTexEdgeWrap ? d + (d < 0 ? n : -n)
+                                           : (d < 0 ? -d - 1 : 2 * n - 1 - d);
+    return s + d;
 }
 
 double Pixel(const FTex& t, long long i, long long j) {
@@ -42,7 +34,7 @@ double Pixel(const FTex& t, long long i, long long j) {
     return si < 0 || sj < 0 ? t.defaultPixel : t.data[sj * t.xIndexer.resolution + si];
 }
 
-// A small texture with random pixels, crop, edge methods, offsets and default.
+// Random pixels, crop, edge methods, offsets and default, up to 9 x 9.
 void Randomise(FTex& t, std::mt19937& rng) {
     auto uni = [&](float a, float b) { return std::uniform_real_distribution<float>(a, b)(rng); };
     t.xIndexer.SetResolution(1 + static_cast<int>(rng() % 9));
@@ -59,8 +51,8 @@ void Randomise(FTex& t, std::mt19937& rng) {
 
 double ModelBiLerp(const FTex& t, float x, float y) {
     const float px = x - 0.5f - t.xIndexer.offsetF, py = y - 0.5f - t.yIndexer.offsetF;
-    const long long i = static_cast<long long>(std::floor(px));
-    const long long j = static_cast<long long>(std::floor(py));
+    const auto i = static_cast<long long>(std::floor(px)),
+               j = static_cast<long long>(std::floor(py));
     const double fx = px - std::floor(px), fy = py - std::floor(py);
     return (Pixel(t, i, j) * (1 - fx) + Pixel(t, i + 1, j) * fx) * (1 - fy) +
            (Pixel(t, i, j + 1) * (1 - fx) + Pixel(t, i + 1, j + 1) * fx) * fy;
@@ -69,12 +61,11 @@ double ModelBiLerp(const FTex& t, float x, float y) {
 // Every pixel cell weighted by its overlap with the area; a zero extent is
 // the one cell under it.
 double ModelArea(const FTex& t, double x0, double y0, double x1, double y1) {
-    const double lx = std::min(x0, x1) - t.xIndexer.offsetF,
-                 hx = std::max(x0, x1) - t.xIndexer.offsetF;
-    const double ly = std::min(y0, y1) - t.yIndexer.offsetF,
-                 hy = std::max(y0, y1) - t.yIndexer.offsetF;
+    const double ox = t.xIndexer.offsetF, oy = t.yIndexer.offsetF;
+    const double lx = std::min(x0, x1) - ox, hx = std::max(x0, x1) - ox;
+    const double ly = std::min(y0, y1) - oy, hy = std::max(y0, y1) - oy;
     auto cover = [](double c, double lo, double hi) {
-        return lo == hi ? (std::floor(lo) == c ? 1.0 : 0.0)
+        return lo == hi ? double(std::floor(lo) == c)
                         : std::max(0.0, std::min(hi, c + 1) - std::max(lo, c));
     };
     double sum = 0, total = 0;
@@ -87,93 +78,64 @@ double ModelArea(const FTex& t, double x0, double y0, double x1, double y1) {
     return sum / total;
 }
 
-TEST(VxTextureSampling, BiLerpPixelMatchesTheModelForEveryEdgeAndOffset) {
-    std::mt19937 rng(7);
-    for (int n = 0; n < 400; ++n) {
-        FTex t;
-        Randomise(t, rng);
-        for (int k = 0; k < 40; ++k) {
-            // Quarter steps hit centres, boundaries and fractions alike.
-            const float x = static_cast<float>(rng() % 120) * 0.25f - 12.0f;
-            const float y = static_cast<float>(rng() % 120) * 0.25f - 12.0f;
-            ASSERT_NEAR(t.BiLerpPixel(x, y), ModelBiLerp(t, x, y), 1e-5)
-                << n << " " << x << "," << y;
-        }
-    }
-    FTex empty;
-    empty.SetDefaultPixel(3);
-    EXPECT_EQ(empty.BiLerpPixel(0.5f, 0.5f), 3);
+// Quarter steps hit pixel centres, pixel boundaries and fractions alike.
+float Pos(std::mt19937& rng) {
+    return static_cast<float>(rng() % 160) * 0.25f - 16.0f;
 }
 
-TEST(VxTextureSampling, BoundedBiLerpPixelClampsIntoItsBounds) {
-    std::mt19937 rng(8);
-    for (int n = 0; n < 300; ++n) {
+TEST(VxTextureSampling, SamplersMatchTheirModelsForEveryEdgeAndOffset) {
+    std::mt19937 rng(7);
+    for (int n = 0; n < 500; ++n) {
         FTex t;
         Randomise(t, rng);
-        const int w = t.xIndexer.resolution, h = t.yIndexer.resolution;
+        // The bounded form is a clamp crop over its bounds met with the buffer.
         int b[4];
         for (int& v : b)
             v = static_cast<int>(rng() % 14) - 3;
-        // The model: a clamp crop over the bounds met with the buffer.
-        FTex c(w, h, t.data);
+        FTex c(t.xIndexer.resolution, t.yIndexer.resolution, t.data);
         c.SetOffset(t.xIndexer.offsetF, t.yIndexer.offsetF);
         c.SetEdgeMethod(kVxTexEdgeClamp, kVxTexEdgeClamp);
         c.SetCrop(b[0], b[2], b[1], b[3]);
-        c.SetDefaultPixel(t.defaultPixel);
-        const bool misses = std::max(b[0], b[2]) < 0 || std::min(b[0], b[2]) >= w ||
-                            std::max(b[1], b[3]) < 0 || std::min(b[1], b[3]) >= h;
-        for (int k = 0; k < 20; ++k) {
-            const float x = static_cast<float>(rng() % 80) * 0.25f - 6.0f;
-            const float y = static_cast<float>(rng() % 80) * 0.25f - 6.0f;
-            const float got = t.BiLerpPixel(x, y, b[0], b[1], b[2], b[3]);
-            ASSERT_NEAR(got, misses ? t.defaultPixel : ModelBiLerp(c, x, y), 1e-5) << n;
-        }
-    }
-}
-
-TEST(VxTextureSampling, AreaSampleIsTheBruteForceMean) {
-    std::mt19937 rng(9);
-    auto pos = [&] { return static_cast<float>(rng() % 400) * 0.125f - 20.0f; };
-    for (int n = 0; n < 300; ++n) {
-        FTex t;
-        Randomise(t, rng);
-        for (int k = 0; k < 25; ++k) {
-            float x0 = pos(), y0 = pos(), x1 = pos(), y1 = pos();
-            if (k % 5 == 0)
-                x1 = x0; // a line, and sometimes a point
-            if (k % 10 == 0)
-                y1 = y0;
-            ASSERT_NEAR(t.AreaSample(x0, y0, x1, y1), ModelArea(t, x0, y0, x1, y1), 2e-5)
-                << n << ": " << x0 << "," << y0 << " " << x1 << "," << y1;
+        const bool misses =
+            std::max(b[0], b[2]) < 0 || std::min(b[0], b[2]) >= c.xIndexer.resolution ||
+            std::max(b[1], b[3]) < 0 || std::min(b[1], b[3]) >= c.yIndexer.resolution;
+        for (int k = 0; k < 30; ++k) {
+            const float x = Pos(rng), y = Pos(rng), x1 = k % 5 ? Pos(rng) : x,
+                        y1 = k % 7 ? Pos(rng) : y;
+            ASSERT_NEAR(t.BiLerpPixel(x, y), ModelBiLerp(t, x, y), 1e-5) << n;
+            ASSERT_NEAR(t.BiLerpPixel(x, y, b[0], b[1], b[2], b[3]),
+                        misses ? t.defaultPixel : ModelBiLerp(c, x, y), 1e-5)
+                << n;
+            // Lines and points included.
+            ASSERT_NEAR(t.AreaSample(x, y, x1, y1), ModelArea(t, x, y, x1, y1), 2e-5) << n;
         }
         EXPECT_EQ(t.AreaSampleDelta(1.5f, 2.0f, -3.0f, 1.0f), t.AreaSample(0, 1.5f, 3, 2.5f));
         const float nan = std::numeric_limits<float>::quiet_NaN();
-        const float inf = std::numeric_limits<float>::infinity();
         EXPECT_EQ(t.AreaSample(nan, 0, 1, 1), t.defaultPixel);
-        EXPECT_EQ(t.AreaSample(0, 0, inf, 1), t.defaultPixel);
+        EXPECT_EQ(t.AreaSample(0, 0, std::numeric_limits<float>::infinity(), 1), t.defaultPixel);
         EXPECT_EQ(t.BiLerpPixel(nan, 0), t.defaultPixel);
     }
-    // Far away and over many periods, with no walk over the distance.
-    FTex t;
-    t.xIndexer.SetResolution(3);
-    t.yIndexer.SetResolution(1);
-    t.MakeData();
-    t.data[0] = 1, t.data[1] = 2, t.data[2] = 6;
+    // Far away and over many periods, without walking the distance.
+    float p[3] = {1, 2, 6};
+    FTex t(3, 1, p);
     t.SetEdgeMethod(kVxTexEdgeWrap, kVxTexEdgeClamp);
     EXPECT_NEAR(t.AreaSample(-3e9f, 0, 3e9f, 1), 3.0, 1e-3);
     EXPECT_NEAR(t.AreaSample(1e30f, 0, 1e30f, 5), t.AreaSample(1e30f, 0, 1e30f, 1), 1e-6);
     t.SetEdgeMethod(kVxTexEdgeClamp, kVxTexEdgeClamp);
     EXPECT_NEAR(t.AreaSample(-1e20f, 0, 3, 1), 1.0, 1e-6);
+    FTex empty;
+    empty.SetDefaultPixel(3);
+    EXPECT_EQ(empty.BiLerpPixel(0.5f, 0.5f), 3);
 }
 
-// The other pixel types sample component by component as float textures.
+// The two-float pixel types sample component by component as float textures.
 template <class P>
 void ExpectComponentsSampled() {
     std::mt19937 rng(10);
     for (int n = 0; n < 50; ++n) {
         FTex a, b;
         Randomise(a, rng);
-        do // the second component: other pixels of the same size
+        do // other pixels of the same size
             Randomise(b, rng);
         while (b.xIndexer.resolution != a.xIndexer.resolution ||
                b.yIndexer.resolution != a.yIndexer.resolution);
@@ -216,9 +178,8 @@ TYPED_TEST(VxTextureBuffers, MakeDataFreeImageReallocateAndViews) {
     Tex t(3, 2);
     t.MakeData();
     ASSERT_TRUE(t.data != nullptr);
-    EXPECT_EQ(t.ownsData, 1);
-    EXPECT_EQ(t.allocFailed, 0);
-    EXPECT_EQ(t.data[5], TypeParam());
+    EXPECT_EQ(std::make_tuple(t.ownsData, t.allocFailed, t.data[5]),
+              std::make_tuple(1, 0, TypeParam()));
     EXPECT_EQ(t.GetVoidData(), static_cast<void*>(t.data));
     for (int i = 0; i < 6; ++i)
         t.data[i] = Px<TypeParam>(static_cast<float>(i), 1);
@@ -226,58 +187,50 @@ TYPED_TEST(VxTextureBuffers, MakeDataFreeImageReallocateAndViews) {
     // Views: onto itself nothing changes; else src's pixels, geometry, default.
     t.SetDefaultPixel(Px<TypeParam>(4, 4));
     t.setTextureFrom(t);
-    EXPECT_EQ(t.ownsData, 1);
-    EXPECT_EQ(t.xIndexer.resolution, 3);
+    EXPECT_EQ(std::make_tuple(t.ownsData, t.xIndexer.resolution), std::make_tuple(1, 3));
     Tex v;
     v.MakeData();
     v.setTextureFrom(t);
-    EXPECT_EQ(v.data, t.data);
-    EXPECT_EQ(v.ownsData, 0);
-    EXPECT_EQ(v.xIndexer.cropEnd, 2);
-    EXPECT_EQ(v.yIndexer.resolution, 2);
+    EXPECT_EQ(std::make_tuple(v.data, v.ownsData, v.xIndexer.cropEnd, v.yIndexer.resolution),
+              std::make_tuple(t.data, 0, 2, 2));
     EXPECT_EQ(v.defaultPixel, Px<TypeParam>(4, 4));
+    t.setTextureFrom(v); // a view of its own buffer: kept, still owned
+    EXPECT_EQ(std::make_tuple(t.data, t.ownsData), std::make_tuple(v.data, 1));
 
     // A view moves a copy and keeps its geometry; an owner frees its buffer,
-    // so its resolutions go to 0, and the copy is handed to its user.
+    // so its resolutions go to 0, and hands the copy to its user.
     ASSERT_EQ(v.Reallocate(), 1);
     EXPECT_NE(v.data, t.data);
-    EXPECT_EQ(v.data[4], Px<TypeParam>(4, 1));
-    EXPECT_EQ(v.xIndexer.resolution, 3);
+    EXPECT_EQ(std::make_tuple(v.data[4], v.xIndexer.resolution),
+              std::make_tuple(Px<TypeParam>(4, 1), 3));
     VxImgFree(v.data);
     v.data = nullptr;
     EXPECT_EQ(v.Reallocate(), 0);
     ASSERT_EQ(t.Reallocate(), 1);
-    EXPECT_EQ(t.ownsData, 0);
-    EXPECT_EQ(t.xIndexer.resolution, 0);
-    EXPECT_EQ(t.yIndexer.resolution, 0);
-    EXPECT_EQ(t.data[5], Px<TypeParam>(5, 1));
-    TypeParam* moved = t.data;
-    EXPECT_EQ(t.Reallocate(), 0); // resolutions are 0 now
-    VxImgFree(moved);
+    EXPECT_EQ(std::make_tuple(t.ownsData, t.xIndexer.resolution, t.yIndexer.resolution, t.data[5]),
+              std::make_tuple(0, 0, 0, Px<TypeParam>(5, 1)));
+    EXPECT_EQ(t.Reallocate(), 0); // nothing to copy at a resolution of 0
+    VxImgFree(t.data);
 
-    // FreeImage: no buffer and no geometry.
+    // FreeImage: no buffer, no geometry.
     t.xIndexer.SetResolution(4);
     t.yIndexer.SetResolution(4);
     t.MakeData();
     t.FreeImage();
-    EXPECT_TRUE(t.data == nullptr);
-    EXPECT_EQ(t.xIndexer.resolution, 0);
-    EXPECT_EQ(t.yIndexer.resolution, 0);
+    EXPECT_EQ(std::make_tuple(t.data, t.xIndexer.resolution, t.yIndexer.resolution),
+              std::make_tuple(nullptr, 0, 0));
 
     // Zero, negative and oversized resolutions allocate nothing.
     const int sizes[][3] = {{0, 5, 0},  {5, 0, 0},         {-1, 5, 1},
                             {5, -4, 1}, {50000, 50000, 1}, {65536, 32768, 1}};
     for (const auto& s : sizes) {
+        Tex z;
+        z.xIndexer.resolution = s[0], z.yIndexer.resolution = s[1];
         testing::internal::CaptureStderr();
-        Tex z(s[0], s[1]);
-        z.xIndexer.resolution = s[0];
-        z.yIndexer.resolution = s[1];
         z.MakeData();
-        testing::internal::GetCapturedStderr();
-        EXPECT_TRUE(z.data == nullptr);
-        EXPECT_EQ(z.allocFailed, s[2]);
-        EXPECT_EQ(z.ownsData, 1);
-        EXPECT_EQ(z.Reallocate(), 0);
+        EXPECT_EQ(testing::internal::GetCapturedStderr().empty(), s[2] == 0);
+        EXPECT_EQ(std::make_tuple(z.data, z.allocFailed, z.ownsData, z.Reallocate()),
+                  std::make_tuple(nullptr, s[2], 1, 0));
     }
 }
 
