@@ -529,17 +529,18 @@ public:
     void setTextureFrom(const VxTexture<float, float>& src) override;
 
     // The mean over the rectangle, read from the mip chain. When the
-    // rectangle lies inside the crop, the level used is the smallest whose
-    // nominal block (crop length / level size, per axis) is at most half the
-    // rectangle's extent times mipScale on both axes, so at least two of its
-    // pixels span each side; its pixels are weighted by the part of their
-    // block the rectangle covers. The result is the exact mean when the
-    // rectangle covers whole blocks of that level and the level's pixels are
-    // exact block means: always for levels 0 and 1, and for every level while
-    // the halved sizes stay even; elsewhere it is the mean of the chosen
-    // level's block means. Rectangles reaching outside the crop, chains not
-    // built, and extents below two pixels use the top level exactly as
-    // VxTexture::AreaSample does.
+    // rectangle lies inside the crop, the level used is the deepest (fewest
+    // pixels) whose nominal block (crop length / level size, per axis) is at
+    // most half the rectangle's extent times mipScale on both axes, so that
+    // at least two of its pixels span each side; its pixels are weighted by
+    // the part of their block the rectangle covers, in top-level pixels. The
+    // result is the exact mean when the rectangle covers whole blocks of that
+    // level and the level's pixels are exact block means: always for levels 0
+    // and 1, and for level k whenever the crop's width and height are
+    // multiples of 2^(k-1); elsewhere it is the mean of the level's block
+    // means (one odd triple weighs as much as a pair further down). Rectangles
+    // reaching outside the crop, extents below two pixels and textures
+    // without a chain are sampled at the top level as VxTexture::AreaSample.
     float AreaSample(float x0, float y0, float x1, float y1) const override;
 
     // The level used by AreaSample for a rectangle of the given extents in

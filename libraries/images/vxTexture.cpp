@@ -6,7 +6,8 @@
 
 namespace {
 
-// Whole cells of pixel-index space, c an integer-valued position.
+// Collects the weights of one axis of an area: cell c is the pixel-index
+// interval [c, c + 1), mapped to its source pixel by the edge method.
 struct AxisMap {
     const Vx1DTexIndexer& axis;
     long long s, n;
@@ -48,7 +49,8 @@ struct AxisMap {
     }
 
     // Every cell of [a, b], a < b, weighted by its overlap. Callers keep the
-    // range within a few crop lengths.
+    // range within a few crop lengths, so the walk stays short however far
+    // or wide the area is.
     void Run(double a, double b) {
         for (double c = std::floor(a); c < b; c += 1.0)
             Add(static_cast<long long>(c), std::min(b, c + 1.0) - std::max(a, c));
