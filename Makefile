@@ -38,9 +38,10 @@ format-check:
 
 bench: deps
 	cmake --preset default
-	cmake --build --preset default --target forkBench heapBench
+	cmake --build --preset default --target forkBench heapBench imageBench
 	./build/default/bench/forkBench
 	./build/default/bench/heapBench
+	./build/default/bench/imageBench
 
 format:
 	clang-format -i $(SOURCES)
