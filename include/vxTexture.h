@@ -325,14 +325,18 @@ namespace VxTextureDetail {
 inline bool SplitPosition(float p, int& base, float& frac) {
     if (std::isnan(p))
         return false;
-    const float f = std::floor(p);
-    if (!(f > -2147483520.0f && f < 2147483520.0f)) {
-        base = f < 0.0f ? -2147483520 : 2147483520;
+    if (!(p > -2147483520.0f && p < 2147483520.0f)) {
+        base = p < 0.0f ? -2147483520 : 2147483520;
         frac = 0.0f;
         return true;
     }
-    base = static_cast<int>(f);
-    frac = p - f;
+    // floor() by truncation and a correction for negatives: the same value for
+    // every float in range, without a library call on the per-sample path.
+    int t = static_cast<int>(p);
+    if (static_cast<float>(t) > p)
+        --t;
+    base = t;
+    frac = p - static_cast<float>(t);
     return true;
 }
 

@@ -5,10 +5,12 @@
 #include <gtest/gtest.h>
 
 #include <cmath>
+#include <iterator>
 #include <limits>
 #include <random>
 #include <tuple>
 #include <type_traits>
+#include <vector>
 
 namespace {
 
@@ -231,6 +233,32 @@ TYPED_TEST(VxTextureBuffers, MakeDataFreeImageReallocateAndViews) {
         EXPECT_EQ(testing::internal::GetCapturedStderr().empty(), s[2] == 0);
         EXPECT_EQ(std::make_tuple(z.data, z.allocFailed, z.ownsData, z.Reallocate()),
                   std::make_tuple(nullptr, s[2], 1, 0));
+    }
+}
+
+} // namespace
+
+namespace {
+
+// The sampler's floor by truncation agrees with std::floor wherever it applies.
+TEST(VxTextureDetail, SplitPositionIsFloor) {
+    std::mt19937 random(7);
+    std::uniform_real_distribution<float> wide(-3.0e9f, 3.0e9f), near(-40.0f, 40.0f);
+    const float edges[] = {-0.0f,         0.0f,           -1.0f,       -0.5f,
+                           0.999999f,     -1.0e-30f,      16777216.0f, -2147483392.0f,
+                           2147483392.0f, -2147483648.0f, 3.0e38f};
+    std::vector<float> ps(std::begin(edges), std::end(edges));
+    for (int i = 0; i < 20000; ++i)
+        ps.push_back(i % 2 ? wide(random) : near(random));
+    for (float p : ps) {
+        int base = 0;
+        float frac = 0;
+        ASSERT_TRUE(VxTextureDetail::SplitPosition(p, base, frac));
+        const float f = std::floor(p);
+        if (f > -2147483520.0f && f < 2147483520.0f) {
+            EXPECT_EQ(base, static_cast<int>(f)) << p;
+            EXPECT_EQ(frac, p - f) << p;
+        }
     }
 }
 
