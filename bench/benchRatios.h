@@ -10,6 +10,14 @@
 #include <string>
 #include <vector>
 
+// Registers one and two workers (or threads) of a whole-image pass, timed by
+// the wall clock, with the median of five repetitions standing for each: on a
+// small shared machine single runs of such passes swing too much.
+inline void OneAndTwoWorkers(benchmark::internal::Benchmark* b) {
+    b->Arg(1)->Arg(2)->Unit(benchmark::kMillisecond)->UseRealTime()->Repetitions(5);
+    b->ReportAggregatesOnly(true);
+}
+
 class RatioReporter : public benchmark::ConsoleReporter {
 public:
     void ReportRuns(const std::vector<Run>& runs) override {

@@ -179,20 +179,8 @@ void BM_OpenMPPass(benchmark::State& state) {
 
 // Memory-bound on a small machine, so its timing is noisy: the median of five
 // repetitions stands for it.
-BENCHMARK(BM_RangePass)
-    ->Arg(1)
-    ->Arg(2)
-    ->Unit(benchmark::kMillisecond)
-    ->UseRealTime()
-    ->Repetitions(5)
-    ->ReportAggregatesOnly(true);
-BENCHMARK(BM_OpenMPPass)
-    ->Arg(1)
-    ->Arg(2)
-    ->Unit(benchmark::kMillisecond)
-    ->UseRealTime()
-    ->Repetitions(5)
-    ->ReportAggregatesOnly(true);
+BENCHMARK(BM_RangePass)->Apply(OneAndTwoWorkers);
+BENCHMARK(BM_OpenMPPass)->Apply(OneAndTwoWorkers);
 
 } // namespace
 

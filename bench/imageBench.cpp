@@ -94,13 +94,7 @@ void BM_ResampleFrame(benchmark::State& state) {
         benchmark::ClobberMemory();
     }
 }
-BENCHMARK(BM_ResampleFrame)
-    ->Arg(1)
-    ->Arg(2)
-    ->Unit(benchmark::kMillisecond)
-    ->UseRealTime()
-    ->Repetitions(5)
-    ->ReportAggregatesOnly(true);
+BENCHMARK(BM_ResampleFrame)->Apply(OneAndTwoWorkers);
 
 // Bilinear lookups along a slightly rotated 256 x 256 grid, one thread: the
 // library's sampler and the obvious clamped lookup written out by hand. The
