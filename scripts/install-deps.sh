@@ -9,6 +9,8 @@ packages=(
   clang libclang-rt-14-dev clang-format
   googletest libgtest-dev
   libbenchmark-dev
+  libpng-dev libopenexr-dev
+  libnoise-dev libstb-dev
 )
 
 if ! command -v dpkg-query >/dev/null 2>&1; then
