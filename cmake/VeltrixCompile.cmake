@@ -15,9 +15,11 @@ function(veltrix_exact_float target)
 endfunction()
 
 # Calls between the library's own exported functions go direct (and may be
-# inlined): nothing is meant to interpose on them.
+# inlined): nothing is meant to interpose on them. The linker binds calls
+# across the library's files locally too, so they skip the PLT.
 function(veltrix_no_interposition target)
   if(CMAKE_CXX_COMPILER_ID STREQUAL "GNU")
     target_compile_options(${target} PRIVATE -fno-semantic-interposition)
   endif()
+  target_link_options(${target} PRIVATE -Wl,-Bsymbolic-functions)
 endfunction()
