@@ -1,0 +1,383 @@
+// vxGrad.h - node gradients: VxGradDescription<T>.
+//
+// A gradient is a list of coloured nodes, each with a stable integer id,
+// evaluated at a position 0..1, optionally cyclic (the end wraps back to the
+// start colour) and optionally smooth (smoothstep blending instead of
+// linear). Widgets address nodes by id, and an id survives every re-sorting,
+// so the gradient suits interactive editing. The library builds
+// VxGradDescription<VxRGBAf> (declared extern below); any T with T + T, T - T
+// and T * float works from this header.
+//
+// Nodes
+//   Ids 0 and 1 are the two end nodes and always exist: node 0 is the start
+//   and node 1 the end of the gradient whatever positions they store. A new
+//   gradient holds just them: node 0 at 0 and node 1 at 1, opaque black and
+//   opaque white for colour types (T() for other types), or the colours given
+//   to the constructor. Other ids are non-negative and unique; findFreeID()
+//   proposes one. At most maxNodes nodes (256 unless the constructor says
+//   otherwise; inserting beyond it does nothing).
+//
+// Storage
+//   `nodes` holds count records sorted by id (so ids 0 and 1 are at indices 0
+//   and 1) in an owned array of capacity records; `byPosition` points at them
+//   in position order (id 0 first, id 1 last, then by position and id) and is
+//   re-sorted before use whenever flags has kOrderDirty. Code that writes a
+//   node's position directly sets kOrderDirty. NaN positions are refused (they
+//   would leave nothing to sort by).
+//
+// Evaluation
+//   evaluate(t): t wrapped into 0..1 (cyclic) or clamped (NaN counts as 0);
+//   findInterval(t) gives the place i in position order; the colour blends
+//   from node i to node i + 1 by s = (t - start) / (end - start), where the
+//   start node counts as 0 and the end node as 1; in cyclic mode the end
+//   node's colour is replaced by the start node's.
+//
+// findNode(position, tolerance) finds the node within tolerance of a position
+// (the end nodes counting as 0 and 1); interior nodes win over the ends, and
+// among interior nodes within tolerance the one with the highest id wins, not
+// the nearest, on purpose (the most recently added node is the one a user
+// grabs). In cyclic mode a result of 1 comes back as 0; -1 when none is near.
+//
+// Ownership and threading: the gradient owns its arrays; copies are deep.
+// evaluate and findInterval sort when the order is dirty, so call one of them
+// (or sortPositions) after the last edit before evaluating from several
+// workers at once; after that they only read.
+#ifndef VX_GRAD_H
+#define VX_GRAD_H
+
+#include "vxColour.h"
+#include "vxExport.h"
+
+#include <algorithm>
+#include <cmath>
+
+template <class T>
+struct VxGradNode {
+    T colour;
+    float position;
+    int id;
+};
+
+// The colours of a new gradient's end nodes.
+template <class T>
+struct VxGradEndColours {
+    static T start() { return T(); }
+    static T end() { return T(); }
+};
+template <class B>
+struct VxGradEndColours<VxRGBACol<B>> {
+    static VxRGBACol<B> start() { return VxRGBACol<B>(B::kMin, B::kMin, B::kMin, B::kOpaque); }
+    static VxRGBACol<B> end() { return VxRGBACol<B>(B::kMax, B::kMax, B::kMax, B::kOpaque); }
+};
+
+template <class T>
+class VX_API VxGradDescription {
+public:
+    using Node = VxGradNode<T>;
+    static constexpr int kCyclic = 1;
+    static constexpr int kOrderDirty = 2;
+    static constexpr int kDefaultMaxNodes = 256;
+
+    VxGradDescription();
+    VxGradDescription(const T& startColour, const T& endColour, int maximum = kDefaultMaxNodes);
+    VxGradDescription(const VxGradDescription& other);
+    VxGradDescription& operator=(const VxGradDescription& other);
+    ~VxGradDescription();
+
+    // Index of an id in nodes, or -1.
+    int mapIDtoIndex(int id) const;
+    // An id no node has.
+    int findFreeID() const;
+    // Adds a node (an existing id goes to modifyNode); the position is stored
+    // as given. Returns 1 when a node was added or modified, 0 when refused (a
+    // negative id, a NaN position, count at maxNodes).
+    int insertNode(int id, const T& colour, float position);
+    // Removes a node; 0 for the end nodes and absent ids.
+    int removeNode(int id);
+    // Sets a node's colour, and its position (as given) for ids 2 and above;
+    // a NaN position is ignored. 0 for an absent id.
+    int modifyNode(int id, const T& colour, float position);
+    // Sets the position of an id 2 or above, clamped to 0..1; 0 for the end
+    // nodes, absent ids and NaN.
+    int positionByID(int id, float position);
+    // Nearest-by-rule node id within tolerance of a position (see above), or -1.
+    int findNode(float position, float tolerance) const;
+    void cyclic(int on) { flags = on ? (flags | kCyclic) : (flags & ~kCyclic); }
+    int isCyclic() const { return flags & kCyclic; }
+    // Re-sorts byPosition when the order is dirty.
+    void sortPositions() {
+        if (flags & kOrderDirty) {
+            std::sort(byPosition, byPosition + count, comparePositions);
+            flags &= ~kOrderDirty;
+        }
+    }
+    // The node with an id, or null.
+    const Node* nodeByID(int id) const {
+        const int i = mapIDtoIndex(id);
+        return i < 0 ? nullptr : nodes + i;
+    }
+    // Node a before node b: id 0 first, id 1 last, then position, then id.
+    static bool comparePositions(const Node* a, const Node* b) {
+        if (a->id == b->id)
+            return false;
+        if (a->id == 0 || b->id == 1)
+            return true;
+        if (b->id == 0 || a->id == 1)
+            return false;
+        if (a->position != b->position)
+            return a->position < b->position;
+        return a->id < b->id;
+    }
+
+    // The place in position order whose interval holds t (see the file comment).
+    int findInterval(float t) {
+        sortPositions();
+        if (t < 0.0f)
+            return 0;
+        if (t > 1.0f)
+            return (flags & kCyclic) ? 0 : count - 1;
+        int lo = 0, hi = count - 1;
+        if (hi <= 1)
+            return 0;
+        while (lo + 1 < hi) {
+            const int mid = (lo + hi) / 2;
+            if (byPosition[mid]->position > t)
+                hi = mid;
+            else
+                lo = mid;
+        }
+        return lo;
+    }
+
+    T evaluate(float t) {
+        if (flags & kCyclic)
+            t = t - std::floor(t);
+        else
+            t = t > 0.0f ? (t < 1.0f ? t : 1.0f) : 0.0f;
+        if (!(t >= 0.0f && t <= 1.0f))
+            t = 0.0f;
+        const int i = findInterval(t);
+        if (i >= count - 1)
+            return byPosition[count - 1]->colour;
+        const bool last = i + 1 == count - 1;
+        const float start = i == 0 ? 0.0f : byPosition[i]->position;
+        const float end = last ? 1.0f : byPosition[i + 1]->position;
+        const float span = end - start;
+        const float s = span == 0.0f ? 0.0f : (t - start) / span;
+        const float w = smooth ? s * s * (3.0f - 2.0f * s) : s;
+        const T& c0 = byPosition[i]->colour;
+        const T& c1 = (flags & kCyclic) && last ? byPosition[0]->colour : byPosition[i + 1]->colour;
+        return c0 + (c1 - c0) * w;
+    }
+
+    int maxNodes;            // insertion refused at this count
+    int count;               // nodes in use
+    int capacity;            // records allocated
+    mutable int cachedID;    // last id looked up, -1 when invalid
+    mutable int cachedIndex; // its index, -1 when invalid
+    int smooth;              // non-zero: smoothstep blending
+    int flags;               // kCyclic | kOrderDirty
+    Node* nodes;             // count records sorted by id, owned
+    Node** byPosition;       // count pointers into nodes, owned
+
+private:
+    void rebuildPointers();
+    void invalidateCache() const { cachedID = cachedIndex = -1; }
+};
+
+template <class T>
+VxGradDescription<T>::VxGradDescription()
+    : VxGradDescription(VxGradEndColours<T>::start(), VxGradEndColours<T>::end()) {}
+
+template <class T>
+VxGradDescription<T>::VxGradDescription(const T& startColour, const T& endColour, int maximum)
+    : maxNodes(maximum < 2 ? 2 : maximum), count(2), capacity(2), cachedID(-1), cachedIndex(-1),
+      smooth(0), flags(kOrderDirty), nodes(new Node[2]), byPosition(new Node*[2]) {
+    nodes[0] = Node{startColour, 0.0f, 0};
+    nodes[1] = Node{endColour, 1.0f, 1};
+    rebuildPointers();
+}
+
+template <class T>
+VxGradDescription<T>::VxGradDescription(const VxGradDescription& other)
+    : maxNodes(other.maxNodes), count(other.count), capacity(other.capacity),
+      cachedID(other.cachedID), cachedIndex(other.cachedIndex), smooth(other.smooth),
+      flags(other.flags), nodes(new Node[other.capacity]), byPosition(new Node*[other.capacity]) {
+    std::copy(other.nodes, other.nodes + count, nodes);
+    // Same position order, pointing at this gradient's own records.
+    for (int i = 0; i < count; ++i)
+        byPosition[i] = nodes + (other.byPosition[i] - other.nodes);
+}
+
+template <class T>
+VxGradDescription<T>& VxGradDescription<T>::operator=(const VxGradDescription& other) {
+    if (this != &other) {
+        VxGradDescription copy(other);
+        std::swap(maxNodes, copy.maxNodes);
+        std::swap(count, copy.count);
+        std::swap(capacity, copy.capacity);
+        std::swap(cachedID, copy.cachedID);
+        std::swap(cachedIndex, copy.cachedIndex);
+        std::swap(smooth, copy.smooth);
+        std::swap(flags, copy.flags);
+        std::swap(nodes, copy.nodes);
+        std::swap(byPosition, copy.byPosition);
+    }
+    return *this;
+}
+
+template <class T>
+VxGradDescription<T>::~VxGradDescription() {
+    delete[] nodes;
+    delete[] byPosition;
+}
+
+template <class T>
+void VxGradDescription<T>::rebuildPointers() {
+    for (int i = 0; i < count; ++i)
+        byPosition[i] = nodes + i;
+    flags |= kOrderDirty;
+}
+
+template <class T>
+int VxGradDescription<T>::mapIDtoIndex(int id) const {
+    if (id == 0 || id == 1)
+        return id;
+    if (id < 0)
+        return -1;
+    if (id == cachedID)
+        return cachedIndex;
+    int lo = 2, hi = count - 1, found = -1;
+    while (lo <= hi) {
+        const int mid = lo + (hi - lo) / 2;
+        if (nodes[mid].id == id) {
+            found = mid;
+            break;
+        }
+        if (nodes[mid].id < id)
+            lo = mid + 1;
+        else
+            hi = mid - 1;
+    }
+    cachedID = id;
+    cachedIndex = found;
+    return found;
+}
+
+template <class T>
+int VxGradDescription<T>::findFreeID() const {
+    if (nodes[count - 1].id == count - 1)
+        return count;
+    if (count <= 2)
+        return count + 1;
+    for (int i = 2; i < count; ++i) {
+        if (nodes[i].id != nodes[i - 1].id + 1)
+            return nodes[i - 1].id + 1;
+    }
+    return count + 1;
+}
+
+template <class T>
+int VxGradDescription<T>::insertNode(int id, const T& colour, float position) {
+    if (id < 0 || std::isnan(position))
+        return 0;
+    if (mapIDtoIndex(id) >= 0)
+        return modifyNode(id, colour, position);
+    if (count >= maxNodes)
+        return 0;
+    if (count == capacity) {
+        const int grown = count + std::max(1, count / 2);
+        Node* more = new Node[grown];
+        std::copy(nodes, nodes + count, more);
+        delete[] nodes;
+        nodes = more;
+        delete[] byPosition;
+        byPosition = new Node*[grown];
+        capacity = grown;
+    }
+    // Appended, then moved down to its place by id.
+    int i = count++;
+    nodes[i] = Node{colour, position, id};
+    while (i > 2 && nodes[i - 1].id > id) {
+        std::swap(nodes[i - 1], nodes[i]);
+        --i;
+    }
+    invalidateCache();
+    rebuildPointers();
+    return 1;
+}
+
+template <class T>
+int VxGradDescription<T>::removeNode(int id) {
+    const int index = mapIDtoIndex(id);
+    if (index < 2)
+        return 0;
+    if (count - 1 > capacity / 2) {
+        std::copy(nodes + index + 1, nodes + count, nodes + index);
+    } else {
+        // Mostly empty: give the memory back, at exactly what is left.
+        Node* fewer = new Node[count - 1];
+        std::copy(nodes, nodes + index, fewer);
+        std::copy(nodes + index + 1, nodes + count, fewer + index);
+        delete[] nodes;
+        nodes = fewer;
+        delete[] byPosition;
+        byPosition = new Node*[count - 1];
+        capacity = count - 1;
+    }
+    --count;
+    invalidateCache();
+    rebuildPointers();
+    return 1;
+}
+
+template <class T>
+int VxGradDescription<T>::modifyNode(int id, const T& colour, float position) {
+    const int index = mapIDtoIndex(id);
+    if (index < 0)
+        return 0;
+    nodes[index].colour = colour;
+    if (id >= 2 && !std::isnan(position) && nodes[index].position != position) {
+        nodes[index].position = position;
+        flags |= kOrderDirty;
+    }
+    return 1;
+}
+
+template <class T>
+int VxGradDescription<T>::positionByID(int id, float position) {
+    const int index = mapIDtoIndex(id);
+    if (id < 2 || index < 0 || std::isnan(position))
+        return 0;
+    nodes[index].position = position > 0.0f ? (position < 1.0f ? position : 1.0f) : 0.0f;
+    flags |= kOrderDirty;
+    return 1;
+}
+
+template <class T>
+int VxGradDescription<T>::findNode(float position, float tolerance) const {
+    if (std::isnan(position))
+        return -1;
+    const float p = position > 0.0f ? (position < 1.0f ? position : 1.0f) : 0.0f;
+    int taken = -1;
+    float takenDistance = 0.0f;
+    for (int i = 0; i < count; ++i) {
+        const Node& n = nodes[i];
+        const float at = n.id == 0 ? 0.0f : (n.id == 1 ? 1.0f : n.position);
+        const float d = std::fabs(at - p);
+        if (!(d < tolerance))
+            continue;
+        // Visited by id, so the last interior node in reach wins.
+        if (taken < 0 || n.id >= 2 || taken < 2 || d < takenDistance) {
+            taken = n.id;
+            takenDistance = d;
+        }
+    }
+    if (taken == 1 && (flags & kCyclic))
+        return 0;
+    return taken;
+}
+
+extern template class VX_API VxGradDescription<VxRGBAf>;
+
+#endif
