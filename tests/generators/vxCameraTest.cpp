@@ -1,1 +1,204 @@
-// placeholder
+// Camera tests: the derived matrices against their definitions, the view test's
+// edge cases, and the frustum queries against pointInView and against each other
+// on random cameras and points.
+#include "vxCamera.h"
+
+#include <gtest/gtest.h>
+
+#include <cmath>
+#include <random>
+
+namespace {
+
+float Uniform(std::mt19937& g, float lo, float hi) {
+    return std::uniform_real_distribution<float>(lo, hi)(g);
+}
+
+float PlaneValue(const HvVec4& p, const HvVec3& q) {
+    return p.x * q.x + p.y * q.y + p.z * q.z + p.w;
+}
+
+// Where the frustum queries see a camera point with z > 0: the screen position
+// the camera-to-screen matrix gives its mirror image (x, y, -z).
+HvVec2 SeenAt(const Camera& c, const HvVec3& p) {
+    const HvVec4 s = HvVec4(p.x, p.y, -p.z, 1.0f) * c.cameraToScreenMatrix;
+    return HvVec2(s.x / s.w, s.y / s.w);
+}
+
+VxCamera RandomCamera(std::mt19937& g) {
+    VxCamera c;
+    c.fieldOfView = Uniform(g, 0.3f, 2.0f);
+    c.nearClip = Uniform(g, 0.1f, 5.0f);
+    c.farClip = c.nearClip + Uniform(g, 10.0f, 200.0f);
+    c.width = std::round(Uniform(g, 100, 2000));
+    c.height = std::round(Uniform(g, 100, 2000));
+    c.pixelAspect = Uniform(g, 0.5f, 2.0f);
+    c.yaw = Uniform(g, -3, 3), c.pitch = Uniform(g, -1.5f, 1.5f), c.roll = Uniform(g, -3, 3);
+    c.flipY = Uniform(g, 0, 1) < 0.5f;
+    c.calculateAll();
+    return c;
+}
+
+TEST(VxCamera, DerivedMatrices) {
+    std::mt19937 rng(1);
+    for (int i = 0; i < 20; ++i) {
+        const VxCamera c = RandomCamera(rng);
+        const float f = static_cast<float>(1.0 / std::tan(double(c.fieldOfView * 0.5f)));
+        EXPECT_EQ(c.focalFactor, f);
+        EXPECT_EQ(c.aspect, c.width * c.pixelAspect / c.height);
+        const float n = c.nearClip, fa = c.farClip;
+        EXPECT_EQ(c.perspectiveMatrix,
+                  HvMatrix44(f / c.aspect, 0, 0, 0, 0, f, 0, 0, 0, 0, (fa + n) / (fa - n), -1, 0, 0,
+                             2 * fa * n / (fa - n), 0));
+        const float h = c.flipY ? -c.height : c.height;
+        EXPECT_EQ(c.screenMatrix, HvMatrix44(c.width, 0, 0, 0, 0, h, 0, 0, 0, 0, 1, 0, c.width / 2,
+                                             c.height / 2, 0, 1));
+        EXPECT_EQ(c.cameraToScreenMatrix, c.perspectiveMatrix * c.screenMatrix);
+        EXPECT_EQ(c.screenToCameraMatrix, Invert(c.cameraToScreenMatrix));
+        HvMatrix44 w;
+        w.RotateY(-c.yaw).RotateX(-c.pitch).RotateZ(-c.roll);
+        EXPECT_EQ(c.worldToCameraMatrix, w);
+        EXPECT_EQ(c.cameraToWorldMatrix, Invert(w));
+
+        // The screen position of a point in front maps back to its slope.
+        const HvVec3 p(Uniform(rng, -5, 5), Uniform(rng, -5, 5), Uniform(rng, 1, 50));
+        const HvVec2 slope = c.screenSpaceToCameraSpace(SeenAt(c, p));
+        EXPECT_NEAR(slope.x, p.x / p.z, 1e-3f);
+        EXPECT_NEAR(slope.y, p.y / p.z, 1e-3f);
+    }
+    const Camera c;
+    const HvVec2 centre = c.screenSpaceToCameraSpace(HvVec2(c.width / 2, c.height / 2));
+    EXPECT_NEAR(centre.x, 0.0f, 1e-6f);
+    EXPECT_NEAR(centre.y, 0.0f, 1e-6f);
+}
+
+TEST(VxCamera, PointInView) {
+    std::mt19937 rng(2);
+    const VxCamera c = RandomCamera(rng);
+    for (int i = 0; i < 1000; ++i) {
+        const float z = Uniform(rng, 0, 1000);
+        EXPECT_TRUE(c.pointInView(HvVec3(0, 0, z)));
+        EXPECT_FALSE(c.pointInView(HvVec3(Uniform(rng, -9, 9), Uniform(rng, -9, 9), -z - 1e-3f)));
+    }
+    EXPECT_TRUE(c.pointInView(HvVec3(0, 0, 0)));
+    // The edge of the view is included.
+    const float z = 4.0f, ys = z / (2.0f * c.focalFactor);
+    EXPECT_TRUE(c.pointInView(HvVec3(0, ys * 0.99999f, z)));
+    EXPECT_FALSE(c.pointInView(HvVec3(0, ys * 1.0001f, z)));
+}
+
+TEST(VxCamera, FrustumPlanesCornersAndCells) {
+    std::mt19937 rng(3);
+    int inside = 0, outside = 0;
+    for (int cam = 0; cam < 30; ++cam) {
+        const VxCamera c = RandomCamera(rng);
+        HvMatrix44 m; // the answers in a moved and scaled space
+        m.Scale(0.2f, 0.3f, 0.25f).Translate(Uniform(rng, -9, 9), Uniform(rng, -9, 9), 3.0f);
+        const bool world = cam % 2 == 0;
+        const HvMatrix44 target = world ? hvIdMat44 : m;
+        HvVec4 pl[6];
+        c.frustrumToPlanes(pl[0], pl[1], pl[2], pl[3], pl[4], pl[5], target, HvVec2(0, 0));
+        HvVec3 corner[2][2][2];
+        c.frustrumToWorld(corner, target);
+        int o[6];
+        c.frustrumToOctants(o[0], o[1], o[2], o[3], o[4], o[5], target, HvVec2(0, 0));
+        int base[6];
+        c.Camera::frustrumToOctants(base[0], base[1], base[2], base[3], base[4], base[5], target);
+        for (int k = 0; k < 6; ++k)
+            EXPECT_EQ(o[k], base[k]);
+
+        // Every corner is on three planes and inside the others; it lies in
+        // the cells.
+        const float scale = c.farClip * (world ? 1.0f : 0.3f);
+        for (int d = 0; d < 2; ++d)
+            for (int j = 0; j < 2; ++j)
+                for (int i = 0; i < 2; ++i) {
+                    const HvVec3& q = corner[d][j][i];
+                    const float on[3] = {PlaneValue(pl[i], q), PlaneValue(pl[2 + j], q),
+                                         PlaneValue(pl[4 + d], q)};
+                    for (float v : on)
+                        EXPECT_NEAR(v, 0.0f, 1e-4f * scale);
+                    for (int k = 0; k < 6; ++k)
+                        EXPECT_GE(PlaneValue(pl[k], q), -1e-4f * scale);
+                    for (int a = 0; a < 3; ++a) {
+                        EXPECT_LE(o[2 * a], std::floor(q[a]));
+                        EXPECT_GE(o[2 * a + 1], std::floor(q[a]));
+                    }
+                }
+
+        // Random points: inside the planes exactly when pointInView and
+        // within the clip distances (points too close to a plane to call are
+        // skipped); the cell of every point inside passes the cell test.
+        const HvMatrix44 toCamera = Invert(target) * c.worldToCameraMatrix;
+        for (int i = 0; i < 2000; ++i) {
+            HvVec3 q;
+            for (int a = 0; a < 3; ++a)
+                q[a] = Uniform(rng, std::floor(corner[1][0][0][a]) - scale,
+                               std::floor(corner[1][0][0][a]) + scale);
+            if (i % 2)
+                q = (corner[0][0][0] + corner[1][1][1]) * 0.5f +
+                    HvVec3(Uniform(rng, -1, 1), Uniform(rng, -1, 1), Uniform(rng, -1, 1)) *
+                        (0.1f * scale);
+            const HvVec3 p = q * toCamera;
+            bool in = true, close = false;
+            for (const HvVec4& plane : pl) {
+                const float v = PlaneValue(plane, q);
+                in = in && v >= 0;
+                close = close || std::fabs(v) < 1e-3f * scale;
+            }
+            if (close)
+                continue;
+            EXPECT_EQ(in, c.pointInView(p) && p.z >= c.nearClip && p.z <= c.farClip);
+            (in ? inside : outside)++;
+            if (in) {
+                const int ci = int(std::floor(q.x)), cj = int(std::floor(q.y)),
+                          ck = int(std::floor(q.z));
+                EXPECT_TRUE(VxCheckOctAgainstFrustrum(pl, ci, cj, ck, HvVec3(1, 1, 1)));
+                EXPECT_TRUE(o[0] <= ci && ci <= o[1] && o[2] <= cj && cj <= o[3] && o[4] <= ck &&
+                            ck <= o[5]);
+            }
+        }
+
+        // A sub-rectangle: a point seen inside it (and within the clip
+        // distances) is inside its planes, and one seen outside is not.
+        const float sx0 = Uniform(rng, 0, c.width), sx1 = Uniform(rng, 0, c.width);
+        const float sy0 = Uniform(rng, 0, c.height), sy1 = Uniform(rng, 0, c.height);
+        c.frustrumToPlanes(pl[0], pl[1], pl[2], pl[3], pl[4], pl[5], sx0, sy0, sx1, sy1, hvIdMat44);
+        for (int i = 0; i < 300; ++i) {
+            const HvVec3 p(Uniform(rng, -20, 20), Uniform(rng, -20, 20),
+                           Uniform(rng, c.nearClip + 0.1f, c.farClip - 0.1f));
+            const HvVec2 s = SeenAt(c, p);
+            const float margin = 0.01f * (c.width + c.height);
+            const float dx = std::fmin(std::fabs(s.x - sx0), std::fabs(s.x - sx1));
+            const float dy = std::fmin(std::fabs(s.y - sy0), std::fabs(s.y - sy1));
+            if (dx < margin || dy < margin)
+                continue;
+            const bool seen = (s.x - sx0) * (s.x - sx1) < 0 && (s.y - sy0) * (s.y - sy1) < 0;
+            const HvVec3 q = p * c.cameraToWorldMatrix;
+            bool in = true;
+            for (const HvVec4& plane : pl)
+                in = in && PlaneValue(plane, q) >= 0;
+            EXPECT_EQ(in, seen);
+        }
+    }
+    EXPECT_GT(inside, 1000);
+    EXPECT_GT(outside, 1000);
+
+    // A cell behind the camera fails; null arguments are refused.
+    VxCamera c;
+    HvVec4 pl[6];
+    c.frustrumToPlanes(pl[0], pl[1], pl[2], pl[3], pl[4], pl[5], hvIdMat44, HvVec2(10, 10));
+    EXPECT_TRUE(VxCheckOctAgainstFrustrum(pl, 0, 0, 50, HvVec3(1, 1, 1)));
+    EXPECT_FALSE(VxCheckOctAgainstFrustrum(pl, 0, 0, -50, HvVec3(1, 1, 1)));
+    EXPECT_FALSE(VxCheckOctAgainstFrustrum(nullptr, 0, 0, 50, HvVec3(1, 1, 1)));
+    c.frustrumToWorld(nullptr, hvIdMat44);
+    // Far-away corners clamp to the int range.
+    c.farClip = 1e30f;
+    c.calculateAll();
+    int o[6];
+    c.frustrumToOctants(o[0], o[1], o[2], o[3], o[4], o[5], hvIdMat44, HvVec2(0, 0));
+    EXPECT_EQ(o[5], 2147483647);
+    EXPECT_EQ(o[0], -2147483647 - 1);
+}
+
+} // namespace
