@@ -38,10 +38,11 @@ format-check:
 
 bench: deps
 	cmake --preset default
-	cmake --build --preset default --target forkBench heapBench imageBench
+	cmake --build --preset default --target forkBench heapBench imageBench noiseBench
 	./build/default/bench/forkBench
 	./build/default/bench/heapBench
 	./build/default/bench/imageBench
+	./build/default/bench/noiseBench
 
 format:
 	clang-format -i $(SOURCES)
