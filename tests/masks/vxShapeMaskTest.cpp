@@ -171,9 +171,12 @@ void CheckLine(VxCanonicalShapeMask& m, bool box, int axis, float at) {
     HvBox2 near = m.outerBox; // grown by kTol
     near.Include(HvVec2(near.xmin - kTol, near.ymin - kTol));
     near.Include(HvVec2(near.xmax + kTol, near.ymax + kTol));
-    // Box intervals only cover 0 .. 1000; circles are scanned wider.
+    // The scan reaches 50 beyond the outer box, and for a box stays in the
+    // 0 .. 1000 its intervals cover.
+    const float lo = m.outerBox.lo(axis) - 50, hi = m.outerBox.hi(axis) + 50;
     float nzLo = 1e9f, nzHi = -1e9f, fullLo = 1e9f, fullHi = -1e9f;
-    for (float s = box ? 0.0f : -500.0f; s <= (box ? 1000.0f : 1500.0f); s += kStep) {
+    for (float s = box ? std::max(lo, 0.0f) : lo; s <= (box ? std::min(hi, 1000.0f) : hi);
+         s += kStep) {
         const HvVec2 p = axis == 0 ? HvVec2(s, at) : HvVec2(at, s);
         const float d = m.density(p);
         ASSERT_TRUE(d >= 0 && d <= maxD);
