@@ -110,8 +110,9 @@ public:
 
     // Writes the directory, "/", name and extension, concatenated, into
     // `dest` and returns it. The caller provides the space: at least
-    // strlen(dir) + strlen(name) + strlen(ext) + 2 bytes. A null name or
-    // extension reads as ""; a null dest writes nothing and returns null.
+    // strlen(dir) + strlen(name) + strlen(ext) + 2 bytes, not overlapping
+    // name or ext; nothing is checked. A null name or extension reads as "";
+    // a null dest writes nothing and returns null.
     char* SetPath(char* dest, char const* name, char const* ext) const;
 
     // Whether a user map file by this name exists: always 0, since the set

@@ -73,10 +73,11 @@ TEST(VxMosaic, MapsMatchModel) {
     EXPECT_EQ(At(*circles, 499, 0), HvVec2(500, 0));
     EXPECT_EQ(At(*triangles, 0, 1), HvVec2(0, 18));
 
-    // Sizes without texels: null and a line on stderr, never a map.
+    // Sizes without texels, or too many for an image buffer: null and a line
+    // on stderr, never a map.
     for (int pattern = 0; pattern < 5; ++pattern)
-        for (const auto& size :
-             {std::make_pair(0, 5), std::make_pair(5, 0), std::make_pair(-3, 4)}) {
+        for (const auto& size : {std::make_pair(0, 5), std::make_pair(5, 0), std::make_pair(-3, 4),
+                                 std::make_pair(100000, 100000)}) {
             testing::internal::CaptureStderr();
             EXPECT_EQ(Make(pattern, size.first, size.second), nullptr);
             EXPECT_NE(testing::internal::GetCapturedStderr().find("No map made"),
