@@ -55,8 +55,16 @@
 //   - Box intervals are found along the image segment x = 0 .. 1000 of a row
 //     (y = 0 .. 1000 of a column) and never reach beyond it; circle intervals
 //     are not limited.
-//   - A line tangent to a circle counts as a miss.
+//   - A line tangent to a circle counts as a miss; a row or column along a
+//     box edge, or through a corner only, counts as a hit (of density 0).
 //   - Half-extents below 2^-119 give an empty mask (hasOuter clear).
+//   - toImage comes from HvMatrix33::Invert, which returns the identity when
+//     the determinant of toCanonical, scale / (aspect sizeX sizeY), is below
+//     2^-50: half-extents whose product passes about 1e15 (or a scale near 0)
+//     leave the boxes and intervals meaningless, though density still works.
+//   - outerBox and innerBox enclose the canonical square mapped to the
+//     image; for an ellipse that is a box around it, tight only when the
+//     rotation is a multiple of a right angle.
 //
 // Threading
 //   Masks are plain objects without shared state. Configure and set up a mask
