@@ -21,8 +21,8 @@
 //   The lattice has unit spacing. Per axis the cell is c = floor(x) (x
 //   truncated toward zero, minus 1 when x < 0) and the fraction f = x - c, so
 //   at a negative integer the point sits at f = 1 of the cell below (same
-//   value). The noise is 0 at every lattice point and roughly within
-//   [-1, 1] elsewhere (in practice well inside it). Cell numbers wrap modulo
+//   value). The noise is 0 at every lattice point; elsewhere it stays within
+//   about +-0.5 in 1-D, rising to about +-0.7 in 4-D. Cell numbers wrap modulo
 //   2^32 in the lattice hash, so the pattern repeats, in principle, only
 //   after 2^32 cells.
 //

@@ -39,37 +39,42 @@ VxCamera RandomCamera(std::mt19937& g) {
     return c;
 }
 
-TEST(VxCamera, DerivedMatrices) {
+TEST(VxCamera, MatricesAgreeWithTheViewTest) {
     std::mt19937 rng(1);
     for (int i = 0; i < 20; ++i) {
-        const VxCamera c = RandomCamera(rng);
-        const float f = static_cast<float>(1.0 / std::tan(double(c.fieldOfView * 0.5f)));
-        EXPECT_EQ(c.focalFactor, f);
-        EXPECT_EQ(c.aspect, c.width * c.pixelAspect / c.height);
-        const float n = c.nearClip, fa = c.farClip;
-        EXPECT_EQ(c.perspectiveMatrix,
-                  HvMatrix44(f / c.aspect, 0, 0, 0, 0, f, 0, 0, 0, 0, (fa + n) / (fa - n), -1, 0, 0,
-                             2 * fa * n / (fa - n), 0));
-        const float h = c.flipY ? -c.height : c.height;
-        EXPECT_EQ(c.screenMatrix, HvMatrix44(c.width, 0, 0, 0, 0, h, 0, 0, 0, 0, 1, 0, c.width / 2,
-                                             c.height / 2, 0, 1));
-        EXPECT_EQ(c.cameraToScreenMatrix, c.perspectiveMatrix * c.screenMatrix);
-        EXPECT_EQ(c.screenToCameraMatrix, Invert(c.cameraToScreenMatrix));
-        HvMatrix44 w;
-        w.RotateY(-c.yaw).RotateX(-c.pitch).RotateZ(-c.roll);
-        EXPECT_EQ(c.worldToCameraMatrix, w);
-        EXPECT_EQ(c.cameraToWorldMatrix, Invert(w));
-
-        // The screen position of a point in front maps back to its slope.
-        const HvVec3 p(Uniform(rng, -5, 5), Uniform(rng, -5, 5), Uniform(rng, 1, 50));
-        const HvVec2 slope = c.screenSpaceToCameraSpace(SeenAt(c, p));
-        EXPECT_NEAR(slope.x, p.x / p.z, 1e-3f);
-        EXPECT_NEAR(slope.y, p.y / p.z, 1e-3f);
+        VxCamera c = RandomCamera(rng);
+        for (const HvMatrix44& m : {c.cameraToScreenMatrix * c.screenToCameraMatrix,
+                                    c.worldToCameraMatrix * c.cameraToWorldMatrix})
+            for (int k = 0; k < 16; ++k)
+                EXPECT_NEAR(m.m[k], hvIdMat44.m[k], 1e-4f);
+        for (int j = 0; j < 200; ++j) {
+            // On screen exactly when in view (away from the edges), and the
+            // screen position maps back to the point's slope.
+            const HvVec3 p(Uniform(rng, -20, 20), Uniform(rng, -20, 20), Uniform(rng, 1, 50));
+            const HvVec2 s = SeenAt(c, p);
+            const HvVec2 e(std::fmin(std::fabs(s.x), std::fabs(s.x - c.width)),
+                           std::fmin(std::fabs(s.y), std::fabs(s.y - c.height)));
+            if (e.x > 0.5f && e.y > 0.5f) {
+                EXPECT_EQ(c.pointInView(p), s.x > 0 && s.x < c.width && s.y > 0 && s.y < c.height);
+            }
+            const HvVec2 slope = c.screenSpaceToCameraSpace(s);
+            EXPECT_NEAR(slope.x, p.x / p.z, 1e-3f);
+            EXPECT_NEAR(slope.y, p.y / p.z, 1e-3f);
+            // flipY mirrors the screen's y and nothing else.
+            c.flipY = !c.flipY;
+            c.calculateAll();
+            EXPECT_NEAR(SeenAt(c, p).y, c.height - s.y, 1e-3f * c.height);
+            EXPECT_NEAR(SeenAt(c, p).x, s.x, 1e-3f * c.width);
+            c.flipY = !c.flipY;
+            c.calculateAll();
+        }
+        // The camera looks along (sin yaw, 0, cos yaw) when only turned by yaw.
+        c.pitch = c.roll = 0;
+        c.calculateAll();
+        const HvVec3 ahead = HvVec3(std::sin(c.yaw), 0, std::cos(c.yaw)) * c.worldToCameraMatrix;
+        EXPECT_NEAR(ahead.x, 0.0f, 1e-6f);
+        EXPECT_NEAR(ahead.z, 1.0f, 1e-6f);
     }
-    const Camera c;
-    const HvVec2 centre = c.screenSpaceToCameraSpace(HvVec2(c.width / 2, c.height / 2));
-    EXPECT_NEAR(centre.x, 0.0f, 1e-6f);
-    EXPECT_NEAR(centre.y, 0.0f, 1e-6f);
 }
 
 TEST(VxCamera, PointInView) {
