@@ -19,10 +19,11 @@
 //   The projection matrices follow the OpenGL habit: cameraToScreenMatrix maps
 //   a camera point (x, y, z, 1) with z < 0 in front to homogeneous screen
 //   coordinates with w = -z; after the divide, x runs over 0 ... width and y
-//   over 0 ... height for the visible part. Camera x in -0.5 ... 0.5 at unit
-//   slope spans the whole width: the visible screen is the central half of
-//   what the perspective matrix maps to -1 ... 1 (the screen matrix scales by
-//   the full width and height, not half of them).
+//   over 0 ... height for the visible part. Projected x (after the
+//   perspective matrix and the divide) in -0.5 ... 0.5 spans the whole width:
+//   the visible screen is the central half of what the perspective matrix
+//   maps to -1 ... 1, because the screen matrix scales by the full width and
+//   height, not half of them.
 //
 //   pointInView and every frustum query look along +z instead: a camera point
 //   (x, y, z) is in view when z >= 0 and |2 x focalFactor / aspect| <= z and
@@ -46,12 +47,12 @@
 //   Invert does.
 //
 //   Planes are HvVec4 (a, b, c, d): a point q is inside when
-//   a q.x + b q.y + c q.z + d >= 0. (a, b, c) has unit length (a plane whose
-//   normal vanishes, e.g. for an empty region, stays all zero and so admits
-//   everything); the value is then the signed distance, positive inside. The
-//   six planes come in the order: sx0 side, sx1 side, sy0 side, sy1 side, near,
-//   far. A region of zero width or height gives coinciding opposite side
-//   planes: a frustum of no volume.
+//   a q.x + b q.y + c q.z + d >= 0. (a, b, c) has unit length, so the value
+//   is the signed distance, positive inside (a plane whose normal vanishes,
+//   which only a degenerate camera or m gives, stays all zero and so admits
+//   everything). The six planes come in the order: sx0 side, sx1 side, sy0
+//   side, sy1 side, near, far. A region of zero width or height gives
+//   coinciding opposite side planes: a frustum of no volume.
 //
 //   Corners fill HvVec3 corners[2][2][2] (passed as its first element's
 //   address) indexed [depth][y][x]: depth 0 near, 1 far; y 0 at sy0, 1 at sy1;

@@ -28,9 +28,10 @@
 // Sampling
 //   shakeIt(p, e, n) sums n octaves of the noise at p, 2p, 4p ... (one table,
 //   no offsets), each sample v = 2 Value(p) shaped to sign(v) |v|^e (the power
-//   in double, the term rounded to float) and weighted 1/2, 1/4, 1/8 ... So the
-//   sum stays within about (-1, 1); e = roughness > 1 flattens the small
-//   motions, e < 1 sharpens them.
+//   in double, the term rounded to float) and weighted 1/2, 1/4, 1/8 ...
+//   With e = 1 the sum stays within about +-0.6 (the 2-D noise's range);
+//   e = roughness > 1 flattens the small motions relative to the large ones,
+//   e < 1 lifts them.
 //
 //   Times: unless usePhases is set, each group's noise time is the time
 //   argument times rate and the group's own rate (translate x and y, rotate,
