@@ -242,24 +242,10 @@ TEST(HvNoise, RowsMatchSingleSamples) {
     const HvFractalNoise n(-12);
     std::mt19937 rng(3);
     std::vector<float> out(203);
-    // The one-sample sum of 1 ... 8 octaves (the model for the unnamed 1 and 2).
-    auto sum3 = [&n](int octaves, const float* p) {
-        switch (octaves) {
-        case 3:
-            return n.value3(p[0], p[1], p[2]);
-        case 4:
-            return n.value4(p[0], p[1], p[2]);
-        case 5:
-            return n.value5(p[0], p[1], p[2]);
-        case 6:
-            return n.value6(p[0], p[1], p[2]);
-        case 7:
-            return n.value7(p[0], p[1], p[2]);
-        default:
-            return octaves >= 8 ? n.value8(p[0], p[1], p[2])
-                                : ModelOctaves(n, octaves < 1 ? 1 : octaves, 3, p);
-        }
-    };
+    // The one-sample sums of 3 ... 8 octaves (the model for the unnamed 1 and 2).
+    using Sum = float (HvFractalNoise::*)(float, float, float) const;
+    const Sum sums[6] = {&HvFractalNoise::value3, &HvFractalNoise::value4, &HvFractalNoise::value5,
+                         &HvFractalNoise::value6, &HvFractalNoise::value7, &HvFractalNoise::value8};
     for (int row = 0; row < 600; ++row) {
         const int count = 1 + row % 203;
         const float scale = row % 5 == 0 ? 70000.0f : 200.0f;
@@ -276,7 +262,8 @@ TEST(HvNoise, RowsMatchSingleSamples) {
         for (int i = 0; i < count; ++i) {
             const float x = x0 + static_cast<float>(i) * dx;
             const float p[3] = {x, y, z};
-            const float want = sum3(octaves, p);
+            const int o = octaves < 1 ? 1 : (octaves > 8 ? 8 : octaves);
+            const float want = o >= 3 ? (n.*sums[o - 3])(x, y, z) : ModelOctaves(n, o, 3, p);
             ASSERT_SAME_BITS(out[i], want) << "row " << row << " sample " << i;
         }
     }
