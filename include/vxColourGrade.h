@@ -203,17 +203,15 @@ protected:
 
     // The colour at t from the current tables (no refresh).
     VxRGBAf colourPrepared(float t) const {
-        if (!(t > 0.0f))
-            t = 0.0f;
-        else if (t > 1.0f)
-            t = 1.0f;
-        const VxColourKey* k = lookup[static_cast<int>(t * 1023.0f)];
-        int i = k->orderIndex + (k->position <= t ? 1 : 0);
-        while (i < count && keys[order[i]].position <= t)
+        // Written as selects so that they compile to min/max; NaN becomes 0.
+        t = t > 0.0f ? t : 0.0f;
+        t = t < 1.0f ? t : 1.0f;
+        // The first place whose key lies beyond t, walked to from the first
+        // one beyond the bucket's start; placePos_[count] is +infinity.
+        int i = startPlace_[static_cast<int>(t * 1023.0f)];
+        while (placePos_[i] <= t)
             ++i;
-        const VxColourKey& key = i >= count ? keys[order[count >= 2 ? count - 2 : 0]]
-                                 : i > 0    ? keys[order[i - 1]]
-                                            : keys[0];
+        const VxColourKey& key = *placeKey_[i];
         const float s = (t - key.position) * key.invSpan;
         const float w = smooth ? s * s * (3.0f - 2.0f * s) : s;
         return VxRGBAf(key.colour.r + key.delta.r * w, key.colour.g + key.delta.g * w,
@@ -232,6 +230,13 @@ private:
 
     int preparedCount_;
     int preparedCyclic_;
+    // The evaluation's own view of the sorted keys, rebuilt with the table:
+    // positions by place (+infinity after the last), the key used when place
+    // i is the first beyond t, and for each bucket the first place beyond
+    // its start.
+    float placePos_[kMaxKeys + 1];
+    const VxColourKey* placeKey_[kMaxKeys + 1];
+    unsigned char startPlace_[kTableSize];
     unsigned char enabled_[kMaxKeys];
     int tagBatch_;
 };

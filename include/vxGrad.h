@@ -21,8 +21,10 @@
 //   `nodes` holds count records sorted by id (so ids 0 and 1 are at indices 0
 //   and 1) in an owned array of capacity records; `byPosition` points at them
 //   in position order (id 0 first, id 1 last, then by position and id) and is
-//   re-sorted before use whenever flags has kOrderDirty. Code that writes a
-//   node's position directly sets kOrderDirty. NaN positions are refused (they
+//   re-sorted before use whenever flags has kOrderDirty. evaluate works from
+//   its own copy of the sorted positions and colours, refreshed with every
+//   sort, so code that writes a node's position or colour directly sets
+//   kOrderDirty (every call here does so for its own changes). NaN positions are refused (they
 //   would leave nothing to sort by).
 //
 // Evaluation
@@ -50,6 +52,8 @@
 
 #include <algorithm>
 #include <cmath>
+#include <cstddef>
+#include <vector>
 
 template <class T>
 struct VxGradNode {
@@ -104,12 +108,11 @@ public:
     int findNode(float position, float tolerance) const;
     void cyclic(int on) { flags = on ? (flags | kCyclic) : (flags & ~kCyclic); }
     int isCyclic() const { return flags & kCyclic; }
-    // Re-sorts byPosition when the order is dirty.
+    // Re-sorts byPosition when the order is dirty, and rebuilds the
+    // evaluation's table from it.
     void sortPositions() {
-        if (flags & kOrderDirty) {
-            std::sort(byPosition, byPosition + count, comparePositions);
-            flags &= ~kOrderDirty;
-        }
+        if (flags & kOrderDirty)
+            resort();
     }
     // The node with an id, or null.
     const Node* nodeByID(int id) const {
@@ -150,23 +153,29 @@ public:
     }
 
     T evaluate(float t) {
+        sortPositions();
         if (flags & kCyclic)
             t = t - std::floor(t);
-        else
-            t = t > 0.0f ? (t < 1.0f ? t : 1.0f) : 0.0f;
-        if (!(t >= 0.0f && t <= 1.0f))
-            t = 0.0f;
-        const int i = findInterval(t);
-        if (i >= count - 1)
-            return byPosition[count - 1]->colour;
+        // Selects, so that they compile to min/max; NaN (and the NaN an
+        // infinite t wraps to) becomes 0.
+        t = t > 0.0f ? t : 0.0f;
+        t = t < 1.0f ? t : 1.0f;
+        const int i = intervalOf(t);
         const bool last = i + 1 == count - 1;
-        const float start = i == 0 ? 0.0f : byPosition[i]->position;
-        const float end = last ? 1.0f : byPosition[i + 1]->position;
-        const float span = end - start;
-        const float s = span == 0.0f ? 0.0f : (t - start) / span;
+        // sorted_ holds 0 and 1 for the end nodes, as the blend counts them.
+        // s = (t - start) / (end - start), through the interval's reciprocal
+        // in double precision: the double product is within 2^-52 of the
+        // quotient, and a quotient of two floats is never nearer than 2^-49
+        // (relatively) to a point where float rounding changes, so rounding
+        // the product gives the float division's result exactly, at a
+        // fraction of its cost. A zero span has the reciprocal 0 (s = 0).
+        const float start = sorted_[static_cast<size_t>(i)];
+        const float s =
+            static_cast<float>(static_cast<double>(t - start) * inverse_[static_cast<size_t>(i)]);
         const float w = smooth ? s * s * (3.0f - 2.0f * s) : s;
-        const T& c0 = byPosition[i]->colour;
-        const T& c1 = (flags & kCyclic) && last ? byPosition[0]->colour : byPosition[i + 1]->colour;
+        const T* c = colours_.data();
+        const T& c0 = c[i];
+        const T& c1 = c[(flags & kCyclic) && last ? 0 : i + 1];
         return c0 + (c1 - c0) * w;
     }
 
@@ -181,8 +190,55 @@ public:
     Node** byPosition;       // count pointers into nodes, owned
 
 private:
+    // findInterval for a t in 0..1 of a sorted gradient. With the interior
+    // positions sorted, the bisection's answer is the number of interior nodes
+    // at or before t; the table gives that number for the start of t's bucket
+    // (b / 1023.0f <= t for every t with (int)(t * 1023) = b), and a short
+    // walk the rest.
+    int intervalOf(float t) const {
+        const float* p = sorted_.data();
+        const int last = count - 1;
+        int i = bucket_[static_cast<size_t>(t * 1023.0f)];
+        while (i + 1 < last && p[i + 1] <= t)
+            ++i;
+        return i;
+    }
+    void rebuildTable() {
+        sorted_.resize(static_cast<size_t>(count));
+        colours_.resize(static_cast<size_t>(count));
+        for (int i = 0; i < count; ++i) {
+            sorted_[static_cast<size_t>(i)] = byPosition[i]->position;
+            colours_[static_cast<size_t>(i)] = byPosition[i]->colour;
+        }
+        sorted_.front() = 0.0f;
+        sorted_.back() = 1.0f;
+        inverse_.resize(static_cast<size_t>(count));
+        for (size_t i = 0; i + 1 < sorted_.size(); ++i) {
+            const float span = sorted_[i + 1] - sorted_[i];
+            inverse_[i] = span == 0.0f ? 0.0 : 1.0 / static_cast<double>(span);
+        }
+        inverse_.back() = 0.0;
+        bucket_.resize(1024);
+        int j = 0;
+        for (int b = 0; b < 1024; ++b) {
+            const float lo = static_cast<float>(b) / 1023.0f;
+            while (j + 1 < count - 1 && sorted_[static_cast<size_t>(j) + 1] <= lo)
+                ++j;
+            bucket_[static_cast<size_t>(b)] = j;
+        }
+    }
+    // The sort itself, out of line: evaluate's loop keeps only the test.
+    void resort();
     void rebuildPointers();
     void invalidateCache() const { cachedID = cachedIndex = -1; }
+
+    // Positions (the ends as 0 and 1) and colours in byPosition order and, per
+    // 1/1023 bucket of 0..1, the interval its start falls in: rebuilt with the
+    // sort, so that evaluate reads three small arrays.
+    std::vector<float> sorted_;
+    std::vector<double> inverse_; // 1 / (next position - this one), 0 for none
+    std::vector<T> colours_;
+    std::vector<int> bucket_;
 };
 
 template <class T>
@@ -202,7 +258,9 @@ template <class T>
 VxGradDescription<T>::VxGradDescription(const VxGradDescription& other)
     : maxNodes(other.maxNodes), count(other.count), capacity(other.capacity),
       cachedID(other.cachedID), cachedIndex(other.cachedIndex), smooth(other.smooth),
-      flags(other.flags), nodes(new Node[other.capacity]), byPosition(new Node*[other.capacity]) {
+      flags(other.flags), nodes(new Node[other.capacity]), byPosition(new Node*[other.capacity]),
+      sorted_(other.sorted_), inverse_(other.inverse_), colours_(other.colours_),
+      bucket_(other.bucket_) {
     std::copy(other.nodes, other.nodes + count, nodes);
     // Same position order, pointing at this gradient's own records.
     for (int i = 0; i < count; ++i)
@@ -222,6 +280,10 @@ VxGradDescription<T>& VxGradDescription<T>::operator=(const VxGradDescription& o
         std::swap(flags, copy.flags);
         std::swap(nodes, copy.nodes);
         std::swap(byPosition, copy.byPosition);
+        std::swap(sorted_, copy.sorted_);
+        std::swap(inverse_, copy.inverse_);
+        std::swap(colours_, copy.colours_);
+        std::swap(bucket_, copy.bucket_);
     }
     return *this;
 }
@@ -230,6 +292,13 @@ template <class T>
 VxGradDescription<T>::~VxGradDescription() {
     delete[] nodes;
     delete[] byPosition;
+}
+
+template <class T>
+void VxGradDescription<T>::resort() {
+    std::sort(byPosition, byPosition + count, comparePositions);
+    rebuildTable();
+    flags &= ~kOrderDirty;
 }
 
 template <class T>
@@ -337,10 +406,10 @@ int VxGradDescription<T>::modifyNode(int id, const T& colour, float position) {
     if (index < 0)
         return 0;
     nodes[index].colour = colour;
-    if (id >= 2 && !std::isnan(position) && nodes[index].position != position) {
+    if (id >= 2 && !std::isnan(position))
         nodes[index].position = position;
-        flags |= kOrderDirty;
-    }
+    // Also for a colour alone: evaluate reads its own copy of the colours.
+    flags |= kOrderDirty;
     return 1;
 }
 

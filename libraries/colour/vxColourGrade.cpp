@@ -35,6 +35,10 @@ VxColourGrade& VxColourGrade::operator=(const VxColourGrade& other) {
         lookup[b] = keys + (other.lookup[b] - other.keys);
     preparedCount_ = other.preparedCount_;
     preparedCyclic_ = other.preparedCyclic_;
+    std::memcpy(placePos_, other.placePos_, sizeof placePos_);
+    for (int i = 0; i <= kMaxKeys; ++i)
+        placeKey_[i] = keys + (other.placeKey_[i] - other.keys);
+    std::memcpy(startPlace_, other.startPlace_, sizeof startPlace_);
     std::memcpy(enabled_, other.enabled_, sizeof enabled_);
     tagBatch_ = other.tagBatch_;
     return *this;
@@ -127,21 +131,25 @@ void VxColourGrade::SortColours() {
 }
 
 void VxColourGrade::CleanIndexTable() {
-    if (count < 1) {
-        for (VxColourKey*& entry : lookup)
-            entry = keys;
-        flags &= ~kIndexDirty;
-        return;
+    // The key the evaluation uses when place i is the first beyond t: the one
+    // before it; slot 0 before the first key; the one before the last beyond
+    // the last key.
+    const int n = count;
+    for (int i = 0; i <= kMaxKeys; ++i) {
+        placePos_[i] = i < n ? keys[order[i]].position : HUGE_VALF;
+        const int slot = i == 0 ? 0 : (i < n ? order[i - 1] : order[n >= 2 ? n - 2 : 0]);
+        placeKey_[i] = &keys[slot];
     }
     // For every t in bucket b = (int)(t * 1023), b / 1023.0f <= t (checked for
-    // every float in 0..1), so the key found here is never past the one t needs
-    // and colourPrepared only walks forward from it.
-    int j = -1;
+    // every float in 0..1), so the place found for the bucket's start is never
+    // past the one t needs and the evaluation only walks forward from it.
+    int j = -1; // the last place at or before the bucket's start
     for (int b = 0; b < kTableSize; ++b) {
         const float lo = static_cast<float>(b) / 1023.0f;
-        while (j + 1 < count && keys[order[j + 1]].position <= lo)
+        while (j + 1 < n && keys[order[j + 1]].position <= lo)
             ++j;
-        lookup[b] = &keys[order[j < 0 ? 0 : j]];
+        lookup[b] = &keys[n > 0 ? order[j < 0 ? 0 : j] : 0];
+        startPlace_[b] = static_cast<unsigned char>(j + 1);
     }
     flags &= ~kIndexDirty;
 }

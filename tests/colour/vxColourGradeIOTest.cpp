@@ -389,8 +389,8 @@ TEST(VxColourGradeText, BadInputStaysInBounds) {
     const char* files[] = {
         "",
         "NColours -4 hasAlpha tagged\n0 0 1 1 1 1 3\n",
-        "NColours 2147483647999 hasAlpha tagged\n0 0 1 1 1 1 3\n1 0 1 1 1 1 3\n2 0 1 1 1 1 300\n"
-        "3 0 1 1 1 1 -1\n4 0 nan 1 1 1 7\n5 0 1e39 1 1 1 8\n6 0 0.5 0.5\n7 0 1 1 1\n",
+        ("NColours 2147483647999 hasAlpha tagged\n0 0 1 1 1 1 3\n1 0 1 1 1 1 3\n2 0 1 1 1 1 300\n"
+         "3 0 1 1 1 1 -1\n4 0 nan 1 1 1 7\n5 0 1e39 1 1 1 8\n6 0 0.5 0.5\n7 0 1 1 1\n"),
         "NColours 4 hasAlpha\n0 0 1 0 0 1\n1 0.5\n2 2 0 1 0 1\n3 1 inf 0 0 1\n",
         "NColours 3\n\n\n\n",
         "garbage\n0 0 1 1 1 1 2\n",

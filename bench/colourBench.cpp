@@ -1,0 +1,138 @@
+// Colour mapping costs, each beside its anchor in one run: a 2048 x 2048
+// float image mapped to RGBA
+// - through VxColourGrade::colour (eight keys, smooth),
+// - through VxGradDescription::evaluate (eight nodes, smooth),
+// - through VxColourGrade::colour with a key recoloured before every row, the
+//   cost of bringing the tables up to date 2048 times,
+// against a plain lookup in a 1024-entry RGBA table (both the grade and the
+// gradient should cost at most three times the lookup).
+#include "benchRatios.h"
+
+#include "vxColourGrade.h"
+#include "vxGrad.h"
+
+#include <benchmark/benchmark.h>
+
+#include <cstdint>
+#include <vector>
+
+namespace {
+
+constexpr int kSide = 2048;
+constexpr size_t kPixels = static_cast<size_t>(kSide) * kSide;
+
+const std::vector<float>& source() {
+    static const std::vector<float> pixels = [] {
+        std::vector<float> p(kPixels);
+        for (size_t i = 0; i < kPixels; ++i)
+            p[i] = static_cast<float>((i * 2654435761u) >> 12 & 65535) / 65535.0f;
+        return p;
+    }();
+    return pixels;
+}
+
+std::vector<VxRGBAf>& output() {
+    static std::vector<VxRGBAf> out(kPixels);
+    return out;
+}
+
+const VxRGBAf kColours[] = {{0.1f, 0.0f, 0.3f, 1.0f}, {0.8f, 0.2f, 0.1f, 1.0f},
+                            {1.0f, 0.8f, 0.2f, 1.0f}, {0.2f, 0.9f, 0.3f, 0.5f},
+                            {0.0f, 0.5f, 1.0f, 1.0f}, {0.9f, 0.9f, 0.9f, 1.0f}};
+
+VxColourGrade makeGrade() {
+    VxColourGrade g;
+    g.smooth = 1;
+    for (int i = 0; i < 6; ++i)
+        g.addColour(kColours[i], static_cast<float>(i + 1) / 7.0f);
+    return g;
+}
+
+void BM_TableLookup(benchmark::State& state) {
+    VxColourGrade g = makeGrade();
+    std::vector<VxRGBAf> table(1024);
+    for (int i = 0; i < 1024; ++i)
+        table[i] = g.colour(static_cast<float>(i) / 1023.0f);
+    const float* in = source().data();
+    VxRGBAf* out = output().data();
+    for (auto _ : state) {
+        for (size_t i = 0; i < kPixels; ++i)
+            out[i] = table[static_cast<int>(in[i] * 1023.0f)];
+        benchmark::ClobberMemory();
+    }
+    state.SetItemsProcessed(state.iterations() * static_cast<int64_t>(kPixels));
+}
+BENCHMARK(BM_TableLookup)->Unit(benchmark::kMillisecond);
+
+void BM_GradeColour(benchmark::State& state) {
+    VxColourGrade g = makeGrade();
+    g.prepare();
+    const float* in = source().data();
+    VxRGBAf* out = output().data();
+    for (auto _ : state) {
+        for (size_t i = 0; i < kPixels; ++i)
+            out[i] = g.colour(in[i]);
+        benchmark::ClobberMemory();
+    }
+    state.SetItemsProcessed(state.iterations() * static_cast<int64_t>(kPixels));
+}
+BENCHMARK(BM_GradeColour)->Unit(benchmark::kMillisecond);
+
+void BM_GradeColourEditEveryRow(benchmark::State& state) {
+    VxColourGrade g = makeGrade();
+    const float* in = source().data();
+    VxRGBAf* out = output().data();
+    const int slot = g.slotAt(3);
+    for (auto _ : state) {
+        for (int y = 0; y < kSide; ++y) {
+            g.changeColour(slot, kColours[y % 6]);
+            const size_t row = static_cast<size_t>(y) * kSide;
+            for (size_t i = row; i < row + kSide; ++i)
+                out[i] = g.colour(in[i]);
+        }
+        benchmark::ClobberMemory();
+    }
+    state.SetItemsProcessed(state.iterations() * static_cast<int64_t>(kPixels));
+}
+BENCHMARK(BM_GradeColourEditEveryRow)->Unit(benchmark::kMillisecond);
+
+void BM_GradEvaluate(benchmark::State& state) {
+    VxGradDescription<VxRGBAf> g;
+    g.smooth = 1;
+    for (int i = 0; i < 6; ++i)
+        g.insertNode(g.findFreeID(), kColours[i], static_cast<float>(i + 1) / 7.0f);
+    g.sortPositions();
+    const float* in = source().data();
+    VxRGBAf* out = output().data();
+    for (auto _ : state) {
+        for (size_t i = 0; i < kPixels; ++i)
+            out[i] = g.evaluate(in[i]);
+        benchmark::ClobberMemory();
+    }
+    state.SetItemsProcessed(state.iterations() * static_cast<int64_t>(kPixels));
+}
+BENCHMARK(BM_GradEvaluate)->Unit(benchmark::kMillisecond);
+
+} // namespace
+
+int main(int argc, char** argv) {
+    benchmark::Initialize(&argc, argv);
+    if (benchmark::ReportUnrecognizedArguments(argc, argv)) {
+        return 1;
+    }
+    source();
+    output();
+    RatioReporter reporter;
+    benchmark::RunSpecifiedBenchmarks(&reporter);
+    benchmark::Shutdown();
+
+    RatioTable table("colour");
+    table.ratio("grade colour(t), 2048^2 / 1024-entry table lookup (<= 3)", reporter,
+                "BM_GradeColour", "BM_TableLookup");
+    table.ratio("gradient evaluate(t), 2048^2 / 1024-entry table lookup (<= 3)", reporter,
+                "BM_GradEvaluate", "BM_TableLookup");
+    table.ratio("grade colour(t), one edit per row / no edits", reporter,
+                "BM_GradeColourEditEveryRow", "BM_GradeColour");
+    table.print();
+    return 0;
+}
