@@ -38,11 +38,12 @@ format-check:
 
 bench: deps
 	cmake --preset default
-	cmake --build --preset default --target forkBench heapBench imageBench noiseBench maskBench
+	cmake --build --preset default --target forkBench heapBench imageBench noiseBench colourBench maskBench
 	./build/default/bench/forkBench
 	./build/default/bench/heapBench
 	./build/default/bench/imageBench
 	./build/default/bench/noiseBench
+	./build/default/bench/colourBench
 	./build/default/bench/maskBench
 
 format:
