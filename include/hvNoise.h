@@ -114,15 +114,18 @@ public:
 };
 
 // Fractal (octave) sums of HvGNoise. Octave k (k = 0 ... n-1) reads table k at
-// the point scaled by 2^k and moved by 2^-k on every axis (octave 0 at the
-// point itself), weighted by 2^-k, summed in octave order:
+// the point scaled by 2^k and moved by 2^-k on every axis, octave 0 at the point
+// itself, and is weighted by 2^-k; the octaves are added in order:
 //
-//     value_n(p) = sum over k of 2^-k * noise[k].Value(2^k p + 2^-k)
+//     value_n(p) = noise[0].Value(p) + sum over k >= 1 of
+//                  2^-k * noise[k].Value(2^k p + 2^-k)
 //
-// The offsets keep the lattices of the octaves from lining up. The sum of n
-// octaves is bounded by about iterMax(n) times the noise's own range; divide
-// by iterMax(n) for a unit range. Each gradient_n sums the octaves' Gradient
-// vectors with the same weights (not multiplied by the frequency).
+// (the scaled coordinate plus the offset rounded once to float). The offsets
+// keep the lattices of the octaves from lining up. An n-octave sum spans about
+// iterMax(n) times the noise's own range; divide by iterMax(n) to bring it to
+// the range of one octave. Each gradient_n sums the octaves' Gradient vectors
+// with the same weights (not multiplied by the frequency). The 3-D sums take
+// the 2-D noise for an octave whose z coordinate comes out as 0, as Value does.
 class VX_API HvFractalNoise {
 public:
     static constexpr int kOctaves = 8;
