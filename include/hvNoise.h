@@ -124,8 +124,9 @@ public:
 // keep the lattices of the octaves from lining up. An n-octave sum spans about
 // iterMax(n) times the noise's own range; divide by iterMax(n) to bring it to
 // the range of one octave. Each gradient_n sums the octaves' Gradient vectors
-// with the same weights (not multiplied by the frequency). The 3-D sums take
-// the 2-D noise for an octave whose z coordinate comes out as 0, as Value does.
+// with the same weights (not multiplied by the frequency). The 3-D and 4-D
+// sums take the 2-D noise for an octave whose z coordinate comes out as 0, as
+// Value does.
 class VX_API HvFractalNoise {
 public:
     static constexpr int kOctaves = 8;
