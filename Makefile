@@ -1,17 +1,23 @@
 # Front door for the usual tasks; each one installs what it needs first.
-#   make demo    build and run the demonstration
-#   make test    the whole suite: gcc build, clang with ASan+UBSan, TSan on the threaded tests
-#   make bench   benchmarks with their ratio tables
-#   make format  clang-format every source file
+#   make demo       render the gallery of generators into ./out
+#   make fork-demo  the smaller fork demonstration
+#   make test       the whole suite: gcc build, clang with ASan+UBSan, TSan on the threaded tests
+#   make bench      benchmarks with their ratio tables
+#   make format     clang-format every source file
 
 SOURCES = $(shell git ls-files '*.h' '*.cpp' 2>/dev/null)
 
-.PHONY: deps demo test test-default test-asan test-tsan format-check bench format clean
+.PHONY: deps demo fork-demo test test-default test-asan test-tsan format-check bench format clean
 
 deps:
 	@bash scripts/install-deps.sh
 
 demo: deps
+	cmake --preset default
+	cmake --build --preset default --target vxdemo
+	./build/default/demo/vxdemo
+
+fork-demo: deps
 	cmake --preset default
 	cmake --build --preset default --target forkDemo
 	./build/default/examples/forkDemo
