@@ -110,17 +110,44 @@ inline float Value3(const float* t, float x, float y, float z) {
         return 0.0f;
     const float fx1 = fx - 1.0f, fy1 = fy - 1.0f, fz1 = fz - 1.0f;
     const uint32_t b = cx * kPX + cy * kPY + cz * kPZ;
+    const float sx = Smooth(fx), sy = Smooth(fy);
+#if defined(__SSE2__)
+    // The eight corners as two vectors, lower x and upper x, each over the
+    // corners (y, z) = (0, 0), (1, 0), (0, 1), (1, 1). Every lane does the
+    // scalar code's operations on the same operands, so the bits agree.
+    auto gather = [t](uint32_t i0, uint32_t i1, uint32_t i2, uint32_t i3, __m128& gx, __m128& gy,
+                      __m128& gz) {
+        __m128 r0 = _mm_loadu_ps(Entry(t, i0)), r1 = _mm_loadu_ps(Entry(t, i1));
+        __m128 r2 = _mm_loadu_ps(Entry(t, i2)), r3 = _mm_loadu_ps(Entry(t, i3));
+        _MM_TRANSPOSE4_PS(r0, r1, r2, r3);
+        gx = r0, gy = r1, gz = r2;
+    };
+    __m128 ax, ay, az, bx, by, bz;
+    gather(b, b + kPY, b + kPZ, b + kPY + kPZ, ax, ay, az);
+    gather(b + kPX, b + kPX + kPY, b + kPX + kPZ, b + kPX + kPY + kPZ, bx, by, bz);
+    const __m128 oy = _mm_setr_ps(fy, fy1, fy, fy1), oz = _mm_setr_ps(fz, fz, fz1, fz1);
+    const __m128 lo = _mm_add_ps(_mm_add_ps(_mm_mul_ps(ax, _mm_set1_ps(fx)), _mm_mul_ps(ay, oy)),
+                                 _mm_mul_ps(az, oz));
+    const __m128 hi = _mm_add_ps(_mm_add_ps(_mm_mul_ps(bx, _mm_set1_ps(fx1)), _mm_mul_ps(by, oy)),
+                                 _mm_mul_ps(bz, oz));
+    // (x00, x10, x01, x11), then the y blends (x00, x01) to (x10, x11).
+    const __m128 xb = _mm_add_ps(lo, _mm_mul_ps(_mm_set1_ps(sx), _mm_sub_ps(hi, lo)));
+    const __m128 y0 = _mm_shuffle_ps(xb, xb, _MM_SHUFFLE(2, 0, 2, 0));
+    const __m128 y1 = _mm_shuffle_ps(xb, xb, _MM_SHUFFLE(3, 1, 3, 1));
+    const __m128 yb = _mm_add_ps(y0, _mm_mul_ps(_mm_set1_ps(sy), _mm_sub_ps(y1, y0)));
+    return Lerp(_mm_cvtss_f32(yb), _mm_cvtss_f32(_mm_shuffle_ps(yb, yb, 1)), Smooth(fz));
+#else
     auto dot = [t](uint32_t i, float ox, float oy, float oz) {
         const float* g = Entry(t, i);
         return g[0] * ox + g[1] * oy + g[2] * oz;
     };
-    const float sx = Smooth(fx), sy = Smooth(fy);
     const float x00 = Lerp(dot(b, fx, fy, fz), dot(b + kPX, fx1, fy, fz), sx);
     const float x10 = Lerp(dot(b + kPY, fx, fy1, fz), dot(b + kPX + kPY, fx1, fy1, fz), sx);
     const float x01 = Lerp(dot(b + kPZ, fx, fy, fz1), dot(b + kPX + kPZ, fx1, fy, fz1), sx);
     const float x11 =
         Lerp(dot(b + kPY + kPZ, fx, fy1, fz1), dot(b + kPX + kPY + kPZ, fx1, fy1, fz1), sx);
     return Lerp(Lerp(x00, x10, sy), Lerp(x01, x11, sy), Smooth(fz));
+#endif
 }
 
 float Value4(const float* t, float x, float y, float z, float w) {
