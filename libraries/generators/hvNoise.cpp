@@ -101,20 +101,37 @@ inline float Value2(const float* t, float x, float y) {
     return Lerp(x0, x1, Smooth(fy));
 }
 
-inline float Value3(const float* t, float x, float y, float z) {
-    if (z == 0.0f)
-        return Value2(t, x, y);
-    uint32_t cx, cy, cz;
-    float fx, fy, fz;
-    if (!Split(x, cx, fx) || !Split(y, cy, fy) || !Split(z, cz, fz))
-        return 0.0f;
-    const float fx1 = fx - 1.0f, fy1 = fy - 1.0f, fz1 = fz - 1.0f;
-    const uint32_t b = cx * kPX + cy * kPY + cz * kPZ;
-    const float sx = Smooth(fx), sy = Smooth(fy);
 #if defined(__SSE2__)
-    // The eight corners as two vectors, lower x and upper x, each over the
-    // corners (y, z) = (0, 0), (1, 0), (0, 1), (1, 1). Every lane does the
-    // scalar code's operations on the same operands, so the bits agree.
+
+// 3-D noise at p = (x, y, z, -), z != 0, with SSE2: the three coordinates'
+// cells, fractions and smoothing side by side, and the eight corners as two
+// vectors, lower x and upper x, each over the corners (y, z) = (0, 0), (1, 0),
+// (0, 1), (1, 1). Every lane performs the scalar code's operations on the
+// same operands in the same order (see the #else branch), so the bits agree.
+inline float Value3v(const float* t, __m128 p) {
+    const __m128 absolute = _mm_and_ps(p, _mm_castsi128_ps(_mm_set1_epi32(0x7fffffff)));
+    __m128i c;
+    __m128 f;
+    if ((_mm_movemask_ps(_mm_cmplt_ps(absolute, _mm_set1_ps(16777216.0f))) & 7) == 7) {
+        // Truncate, minus 1 below zero; exact below 2^24 as in Split.
+        c = _mm_add_epi32(_mm_cvttps_epi32(p), _mm_castps_si128(_mm_cmplt_ps(p, _mm_setzero_ps())));
+        f = _mm_sub_ps(p, _mm_cvtepi32_ps(c));
+    } else {
+        alignas(16) float q[4];
+        _mm_store_ps(q, p);
+        uint32_t cx, cy, cz;
+        float fx, fy, fz;
+        if (!Split(q[0], cx, fx) || !Split(q[1], cy, fy) || !Split(q[2], cz, fz))
+            return 0.0f;
+        c = _mm_setr_epi32(static_cast<int>(cx), static_cast<int>(cy), static_cast<int>(cz), 0);
+        f = _mm_setr_ps(fx, fy, fz, 0.0f);
+    }
+    const __m128 f1 = _mm_sub_ps(f, _mm_set1_ps(1.0f));
+    const __m128 s = _mm_mul_ps(_mm_mul_ps(f, f),
+                                _mm_sub_ps(_mm_set1_ps(3.0f), _mm_mul_ps(_mm_set1_ps(2.0f), f)));
+    const uint32_t b = static_cast<uint32_t>(_mm_cvtsi128_si32(c)) * kPX +
+                       static_cast<uint32_t>(_mm_cvtsi128_si32(_mm_shuffle_epi32(c, 1))) * kPY +
+                       static_cast<uint32_t>(_mm_cvtsi128_si32(_mm_shuffle_epi32(c, 2))) * kPZ;
     auto gather = [t](uint32_t i0, uint32_t i1, uint32_t i2, uint32_t i3, __m128& gx, __m128& gy,
                       __m128& gz) {
         __m128 r0 = _mm_loadu_ps(Entry(t, i0)), r1 = _mm_loadu_ps(Entry(t, i1));
@@ -125,30 +142,56 @@ inline float Value3(const float* t, float x, float y, float z) {
     __m128 ax, ay, az, bx, by, bz;
     gather(b, b + kPY, b + kPZ, b + kPY + kPZ, ax, ay, az);
     gather(b + kPX, b + kPX + kPY, b + kPX + kPZ, b + kPX + kPY + kPZ, bx, by, bz);
-    const __m128 oy = _mm_setr_ps(fy, fy1, fy, fy1), oz = _mm_setr_ps(fz, fz, fz1, fz1);
-    const __m128 lo = _mm_add_ps(_mm_add_ps(_mm_mul_ps(ax, _mm_set1_ps(fx)), _mm_mul_ps(ay, oy)),
-                                 _mm_mul_ps(az, oz));
-    const __m128 hi = _mm_add_ps(_mm_add_ps(_mm_mul_ps(bx, _mm_set1_ps(fx1)), _mm_mul_ps(by, oy)),
-                                 _mm_mul_ps(bz, oz));
-    // (x00, x10, x01, x11), then the y blends (x00, x01) to (x10, x11).
-    const __m128 xb = _mm_add_ps(lo, _mm_mul_ps(_mm_set1_ps(sx), _mm_sub_ps(hi, lo)));
+    const __m128 low = _mm_unpacklo_ps(f, f1);  // fx, fx - 1, fy, fy - 1
+    const __m128 high = _mm_unpackhi_ps(f, f1); // fz, fz - 1, -, -
+    const __m128 oy = _mm_shuffle_ps(low, low, _MM_SHUFFLE(3, 2, 3, 2));
+    const __m128 oz = _mm_shuffle_ps(high, high, _MM_SHUFFLE(1, 1, 0, 0));
+    const __m128 ox0 = _mm_shuffle_ps(low, low, _MM_SHUFFLE(0, 0, 0, 0));
+    const __m128 ox1 = _mm_shuffle_ps(low, low, _MM_SHUFFLE(1, 1, 1, 1));
+    const __m128 lo =
+        _mm_add_ps(_mm_add_ps(_mm_mul_ps(ax, ox0), _mm_mul_ps(ay, oy)), _mm_mul_ps(az, oz));
+    const __m128 hi =
+        _mm_add_ps(_mm_add_ps(_mm_mul_ps(bx, ox1), _mm_mul_ps(by, oy)), _mm_mul_ps(bz, oz));
+    // (x00, x10, x01, x11), then the y blends (x00, x01) to (x10, x11), then z.
+    const __m128 xb = _mm_add_ps(lo, _mm_mul_ps(_mm_shuffle_ps(s, s, 0), _mm_sub_ps(hi, lo)));
     const __m128 y0 = _mm_shuffle_ps(xb, xb, _MM_SHUFFLE(2, 0, 2, 0));
     const __m128 y1 = _mm_shuffle_ps(xb, xb, _MM_SHUFFLE(3, 1, 3, 1));
-    const __m128 yb = _mm_add_ps(y0, _mm_mul_ps(_mm_set1_ps(sy), _mm_sub_ps(y1, y0)));
-    return Lerp(_mm_cvtss_f32(yb), _mm_cvtss_f32(_mm_shuffle_ps(yb, yb, 1)), Smooth(fz));
+    const __m128 yb = _mm_add_ps(y0, _mm_mul_ps(_mm_shuffle_ps(s, s, 0x55), _mm_sub_ps(y1, y0)));
+    return Lerp(_mm_cvtss_f32(yb), _mm_cvtss_f32(_mm_shuffle_ps(yb, yb, 1)),
+                _mm_cvtss_f32(_mm_shuffle_ps(s, s, 2)));
+}
+
+inline float Value3(const float* t, float x, float y, float z) {
+    if (z == 0.0f)
+        return Value2(t, x, y);
+    return Value3v(t, _mm_setr_ps(x, y, z, 0.0f));
+}
+
 #else
+
+inline float Value3(const float* t, float x, float y, float z) {
+    if (z == 0.0f)
+        return Value2(t, x, y);
+    uint32_t cx, cy, cz;
+    float fx, fy, fz;
+    if (!Split(x, cx, fx) || !Split(y, cy, fy) || !Split(z, cz, fz))
+        return 0.0f;
+    const float fx1 = fx - 1.0f, fy1 = fy - 1.0f, fz1 = fz - 1.0f;
+    const uint32_t b = cx * kPX + cy * kPY + cz * kPZ;
     auto dot = [t](uint32_t i, float ox, float oy, float oz) {
         const float* g = Entry(t, i);
         return g[0] * ox + g[1] * oy + g[2] * oz;
     };
+    const float sx = Smooth(fx), sy = Smooth(fy);
     const float x00 = Lerp(dot(b, fx, fy, fz), dot(b + kPX, fx1, fy, fz), sx);
     const float x10 = Lerp(dot(b + kPY, fx, fy1, fz), dot(b + kPX + kPY, fx1, fy1, fz), sx);
     const float x01 = Lerp(dot(b + kPZ, fx, fy, fz1), dot(b + kPX + kPZ, fx1, fy, fz1), sx);
     const float x11 =
         Lerp(dot(b + kPY + kPZ, fx, fy1, fz1), dot(b + kPX + kPY + kPZ, fx1, fy1, fz1), sx);
     return Lerp(Lerp(x00, x10, sy), Lerp(x01, x11, sy), Smooth(fz));
-#endif
 }
+
+#endif
 
 float Value4(const float* t, float x, float y, float z, float w) {
     if (z == 0.0f)
@@ -237,7 +280,10 @@ HvVec3 Gradient3(const float* t, float x, float y, float z) {
 // ---------------------------------------------------------------------------
 // Octaves. Octave k reads table k at 2^k p + 2^-k: the product is exact in
 // float (a power of two), the offset is added in double and rounded to float,
-// and the value is weighted by 2^-k.
+// and the value is weighted by 2^-k. The SSE2 paths add the offset in float
+// instead, which gives the same float: the sum of two floats rounded first to
+// double and then to float is the float sum, because double has at least
+// 2 * 24 + 2 bits of precision.
 
 constexpr float kScale[8] = {1.0f, 2.0f, 4.0f, 8.0f, 16.0f, 32.0f, 64.0f, 128.0f};
 constexpr double kOffset[8] = {0.0, 0.5, 0.25, 0.125, 0.0625, 0.03125, 0.015625, 0.0078125};
@@ -282,10 +328,25 @@ inline float Sum2(const HvFractalNoise& n, float x, float y) {
 
 template <int N>
 inline float Sum3(const HvFractalNoise& n, float x, float y, float z) {
+#if defined(__SSE2__)
+    // The octave coordinates side by side, the offset added in float.
+    const __m128 p = _mm_setr_ps(x, y, z, 0.0f);
+    return Octaves<N>([&](auto k) {
+        constexpr int K = decltype(k)::value;
+        const __m128 q = K == 0 ? p
+                                : _mm_add_ps(_mm_mul_ps(p, _mm_set1_ps(kScale[K])),
+                                             _mm_set1_ps(static_cast<float>(kOffset[K])));
+        if (_mm_movemask_ps(_mm_cmpeq_ps(q, _mm_setzero_ps())) & 4)
+            return Value2(n.noise[K].table, _mm_cvtss_f32(q),
+                          _mm_cvtss_f32(_mm_shuffle_ps(q, q, 1)));
+        return Value3v(n.noise[K].table, q);
+    });
+#else
     return Octaves<N>([&](auto k) {
         constexpr int K = decltype(k)::value;
         return Value3(n.noise[K].table, Oct<K>(x), Oct<K>(y), Oct<K>(z));
     });
+#endif
 }
 
 template <int N>
@@ -314,12 +375,9 @@ HvVec3 GradientSum(const HvFractalNoise& n, float x, float y, float z) {
 // ---------------------------------------------------------------------------
 // Rows: out[i] = Sum3<N>(x0 + i dx, y, z). Four samples at a time with SSE2;
 // each lane performs exactly the scalar operations in the scalar order, so the
-// bits agree. Two facts make that so:
-//  - the octave offset, added in double and rounded to float in the scalar
-//    path, is added in float here: the sum of two floats rounded first to
-//    double (53 bits >= 2 * 24 + 2) and then to float equals the float sum;
-//  - the y and z coordinates of an octave are the same for the whole row, so
-//    their cell, fraction and smoothing are computed once, by the scalar code.
+// bits agree (the octave offsets are added in float, see above). The y and z
+// coordinates of an octave are the same for the whole row, so their cell,
+// fraction and smoothing are computed once, by the scalar code.
 
 // Coordinates within this bound keep every octave's coordinate below 2^24,
 // where the fast cell rule applies.
