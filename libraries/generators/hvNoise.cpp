@@ -27,7 +27,8 @@ uint32_t Hash(uint32_t n) {
     return (m * (m * m * 15731u + 789221u) + 1376312589u) & 0x7fffffffu;
 }
 
-// 1 - H(n) 2^-30, in (-1, 1], in float.
+// 1 - H(n) 2^-30 in float: in [-1, 1] (H is rounded to float first, so -1 can
+// occur).
 float Unit(uint32_t n) {
     return 1.0f - static_cast<float>(Hash(n)) * 9.313225746154785e-10f;
 }
