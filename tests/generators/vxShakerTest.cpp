@@ -68,42 +68,33 @@ TEST(VxShaker, ShakesFollowTheirDefinitions) {
         EXPECT_EQ(m, HvMatrix33(1, 0, 0, 0, 1, 0, move.x, move.y, 1));
     }
 
+    // Random settings: each shake against its definition through shakeIt
+    // (itself checked against the model above).
     std::mt19937 rng(4);
     std::uniform_real_distribution<float> u(-3, 3);
     for (int i = 0; i < 100; ++i) {
-        s.roughness = 0.5f + std::fabs(u(rng));
-        s.translateOctavesX = 1 + i % 4;
-        s.translateOctavesY = 1 + i % 3;
+        for (float* f : {&s.translateAmplitudeX, &s.translateAmplitudeY, &s.rotateAmplitude,
+                         &s.scaleAmplitude, &s.scaleAmplitudeX, &s.scaleAmplitudeY, &s.rate,
+                         &s.translateRateX, &s.translateRateY, &s.rotateRate, &s.scaleRate,
+                         &s.translatePhaseX, &s.translatePhaseY, &s.rotatePhase, &s.scalePhase})
+            *f = u(rng);
+        const float r = s.roughness = 0.5f + std::fabs(u(rng));
+        const int ox = s.translateOctavesX = 1 + i % 4, oy = s.translateOctavesY = 1 + i % 3;
         s.rotateOctaves = 2, s.scaleOctaves = 3;
-        s.translateAmplitudeX = u(rng), s.translateAmplitudeY = u(rng);
-        s.rotateAmplitude = u(rng), s.scaleAmplitude = u(rng);
-        s.scaleAmplitudeX = u(rng), s.scaleAmplitudeY = u(rng);
-        s.rate = u(rng), s.translateRateX = u(rng), s.translateRateY = u(rng);
-        s.rotateRate = u(rng), s.scaleRate = u(rng);
         s.usePhases = i % 3 == 0;
-        s.translatePhaseX = u(rng), s.translatePhaseY = u(rng);
-        s.rotatePhase = u(rng), s.scalePhase = u(rng);
+        s.linkMode = i % 4 == 3 ? 2 : i % 2;
         const float t = 10 * u(rng), t1 = u(rng), t2 = u(rng);
-        const float r = s.roughness;
 
-        const HvVec2 ind(s.shakeIt(at(0, t1), r, s.translateOctavesX),
-                         s.shakeIt(at(1, t2), r, s.translateOctavesY));
+        const HvVec2 ind(s.shakeIt(at(0, t1), r, ox), s.shakeIt(at(1, t2), r, oy));
+        const HvVec2 dir =
+            Normalise(HvVec2(s.shakeIt(at(0, t1), 1, ox), s.shakeIt(at(1, t2), 1, oy)));
+        const HvVec2 linked = dir * std::fabs(s.shakeIt(at(2, (t1 + t2) * 0.5f), r, (ox + oy) / 2));
         EXPECT_EQ(s.shakeIndependant(t1, t2), ind);
-        const HvVec2 dir = Normalise(HvVec2(s.shakeIt(at(0, t1), 1, s.translateOctavesX),
-                                            s.shakeIt(at(1, t2), 1, s.translateOctavesY)));
-        const float mag = std::fabs(
-            s.shakeIt(at(2, (t1 + t2) * 0.5f), r, (s.translateOctavesX + s.translateOctavesY) / 2));
-        EXPECT_EQ(s.shakeLinked(t1, t2), dir * mag);
-
-        for (int mode : {0, 1, 2, -1}) {
-            s.linkMode = mode;
-            const HvVec2 raw = mode == 0 ? ind : (mode == 1 ? dir * mag : HvVec2(0, 0));
-            const HvVec2 want = mode == 0 || mode == 1 ? HvVec2(raw.x * s.translateAmplitudeX,
-                                                                raw.y * s.translateAmplitudeY)
-                                                       : HvVec2(0, 0);
-            EXPECT_EQ(s.tranShake(t1, t2), want);
-        }
-        s.linkMode = i % 2;
+        EXPECT_EQ(s.shakeLinked(t1, t2), linked);
+        const HvVec2 raw = s.linkMode == 0 ? ind : linked;
+        EXPECT_EQ(s.tranShake(t1, t2), s.linkMode == 2 ? HvVec2(0, 0)
+                                                       : HvVec2(raw.x * s.translateAmplitudeX,
+                                                                raw.y * s.translateAmplitudeY));
         const HvVec2 tt =
             s.usePhases ? HvVec2(s.translatePhaseX, s.translatePhaseY)
                         : HvVec2(t * s.rate * s.translateRateX, t * s.rate * s.translateRateY);
@@ -111,17 +102,18 @@ TEST(VxShaker, ShakesFollowTheirDefinitions) {
 
         const float rt = s.usePhases ? s.rotatePhase : t * s.rate * s.rotateRate;
         EXPECT_EQ(s.rotShake(t), s.shakeIt(at(6, rt), r, 2) * s.rotateAmplitude);
-
         const float st = s.usePhases ? s.scalePhase : t * s.scaleRate * s.rate;
         const float c = s.shakeIt(at(3, st), r, 3) * s.scaleAmplitude;
         const HvVec2 scl(c + s.shakeIt(at(4, st), r, 3) * s.scaleAmplitudeX,
                          c + s.shakeIt(at(5, st), r, 3) * s.scaleAmplitudeY);
         EXPECT_EQ(s.sclShake(t), scl);
 
-        HvMatrix33 m;
-        m.Scale(1 + scl.x, 1 + scl.y).Rotate(s.rotShake(t));
-        m.Translate(s.tranShake(t).x, s.tranShake(t).y);
-        EXPECT_EQ(s.shake2D(t), m);
+        // A point is scaled, then rotated, then moved.
+        const HvVec2 p(u(rng), u(rng)), q = p * s.shake2D(t);
+        const float a = s.rotShake(t), x = p.x * (1 + scl.x), y = p.y * (1 + scl.y);
+        const HvVec2 move = s.tranShake(t);
+        EXPECT_NEAR(q.x, x * std::cos(a) - y * std::sin(a) + move.x, 1e-4f);
+        EXPECT_NEAR(q.y, x * std::sin(a) + y * std::cos(a) + move.y, 1e-4f);
     }
 
     // Linked mode with both direction samples 0 gives (0, 0), not NaN: with
