@@ -204,6 +204,9 @@ TEST(HvNoise, EdgeCases) {
         const int period = 1 + i % 37;
         EXPECT_SAME_BITS(g.ValueWrapped(u + float(period), period), g.ValueWrapped(u, period));
         EXPECT_SAME_BITS(g.ValueWrapped(u, 0), g.Value(u));
+        if (u >= 0 && u < float(period - 1)) { // away from the wrap: the plain noise
+            EXPECT_SAME_BITS(g.ValueWrapped(u, period), g.Value(u));
+        }
     }
     EXPECT_TRUE(std::isfinite(g.ValueWrapped(-2147483648.0f, -1)));
     EXPECT_TRUE(std::isfinite(g.ValueWrapped(-5.5f, INT_MIN)));
