@@ -64,7 +64,7 @@
 //   kMaxChannel value); fields a form does not carry keep their defaults.
 //
 // Ownership and threading
-//   A grade is a self-contained value (about 15 KB, no heap); copies are deep.
+//   A grade is a self-contained value (about 18 KB, no heap); copies are deep.
 //   Editing and the first colour() after an edit write the grade; afterwards
 //   colour() only reads it, so once prepare() (or any colour call) has run
 //   after the last edit, any number of workers may call colour() at once.
@@ -108,9 +108,10 @@ public:
     // The colour at t (see the file comment). Brings the tables up to date
     // first when a key changed since the last call.
     VxRGBAf colour(float t) {
-        if ((flags & kStale) != 0 || count != preparedCount_ ||
-            (flags & kCyclic) != preparedCyclic_)
-            prepare();
+        // flags equal to those left by the last prepare(): nothing is dirty
+        // and the cyclic mode is the one the deltas were made for.
+        if (flags != preparedFlags_ || count != preparedCount_)
+            return colourAfterPrepare(t);
         return colourPrepared(t);
     }
     // Sorts, rebuilds the table and every delta: what colour() does after an edit.
@@ -227,9 +228,12 @@ private:
     int insertKey(const VxRGBAf& c, float position);
     void freeSlot(int slot);
     void touch() { flags |= kStale; }
+    // prepare() then colourPrepared(t), out of line so that the usual path of
+    // colour() keeps t in a register.
+    VxRGBAf colourAfterPrepare(float t);
 
     int preparedCount_;
-    int preparedCyclic_;
+    int preparedFlags_;
     // The evaluation's own view of the sorted keys, rebuilt with the table:
     // positions by place (+infinity after the last), the key used when place
     // i is the first beyond t, and for each bucket the first place beyond

@@ -111,7 +111,7 @@ public:
     // Re-sorts byPosition when the order is dirty, and rebuilds the
     // evaluation's table from it.
     void sortPositions() {
-        if (flags & kOrderDirty)
+        if (flags != tableFlags_)
             resort();
     }
     // The node with an id, or null.
@@ -153,30 +153,27 @@ public:
     }
 
     T evaluate(float t) {
-        sortPositions();
+        // The re-sort is a call out of line, so that t is not kept in memory
+        // across it on the usual path.
+        // One comparison covers the dirty order and a change of cyclic mode.
+        if (flags != tableFlags_)
+            return evaluateAfterSort(t);
         if (flags & kCyclic)
             t = t - std::floor(t);
         // Selects, so that they compile to min/max; NaN (and the NaN an
         // infinite t wraps to) becomes 0.
         t = t > 0.0f ? t : 0.0f;
         t = t < 1.0f ? t : 1.0f;
-        const int i = intervalOf(t);
-        const bool last = i + 1 == count - 1;
-        // sorted_ holds 0 and 1 for the end nodes, as the blend counts them.
-        // s = (t - start) / (end - start), through the interval's reciprocal
-        // in double precision: the double product is within 2^-52 of the
+        const Span& span = spans_[static_cast<size_t>(intervalOf(t))];
+        // s = (t - start) / (end - start) through the span's reciprocal in
+        // double precision: the double product is within 2^-52 of the
         // quotient, and a quotient of two floats is never nearer than 2^-49
         // (relatively) to a point where float rounding changes, so rounding
         // the product gives the float division's result exactly, at a
         // fraction of its cost. A zero span has the reciprocal 0 (s = 0).
-        const float start = sorted_[static_cast<size_t>(i)];
-        const float s =
-            static_cast<float>(static_cast<double>(t - start) * inverse_[static_cast<size_t>(i)]);
+        const float s = static_cast<float>(static_cast<double>(t - span.start) * span.inverse);
         const float w = smooth ? s * s * (3.0f - 2.0f * s) : s;
-        const T* c = colours_.data();
-        const T& c0 = c[i];
-        const T& c1 = c[(flags & kCyclic) && last ? 0 : i + 1];
-        return c0 + (c1 - c0) * w;
+        return span.c0 + span.delta * w;
     }
 
     int maxNodes;            // insertion refused at this count
@@ -198,26 +195,32 @@ private:
     int intervalOf(float t) const {
         const float* p = sorted_.data();
         const int last = count - 1;
-        int i = bucket_[static_cast<size_t>(t * 1023.0f)];
+        int i = bucket_[static_cast<size_t>(static_cast<int>(t * 1023.0f))];
         while (i + 1 < last && p[i + 1] <= t)
             ++i;
         return i;
     }
     void rebuildTable() {
+        // The ends count as 0 and 1; the last span's end colour is the start
+        // colour when cyclic.
         sorted_.resize(static_cast<size_t>(count));
-        colours_.resize(static_cast<size_t>(count));
-        for (int i = 0; i < count; ++i) {
+        for (int i = 0; i < count; ++i)
             sorted_[static_cast<size_t>(i)] = byPosition[i]->position;
-            colours_[static_cast<size_t>(i)] = byPosition[i]->colour;
-        }
         sorted_.front() = 0.0f;
         sorted_.back() = 1.0f;
-        inverse_.resize(static_cast<size_t>(count));
-        for (size_t i = 0; i + 1 < sorted_.size(); ++i) {
-            const float span = sorted_[i + 1] - sorted_[i];
-            inverse_[i] = span == 0.0f ? 0.0 : 1.0 / static_cast<double>(span);
+        const int tableCyclic = flags & kCyclic;
+        spans_.resize(static_cast<size_t>(count - 1));
+        for (int i = 0; i + 1 < count; ++i) {
+            Span& sp = spans_[static_cast<size_t>(i)];
+            const float start = sorted_[static_cast<size_t>(i)];
+            const float width = sorted_[static_cast<size_t>(i) + 1] - start;
+            const T& c1 =
+                tableCyclic && i + 2 == count ? byPosition[0]->colour : byPosition[i + 1]->colour;
+            sp.c0 = byPosition[i]->colour;
+            sp.delta = c1 - sp.c0;
+            sp.start = start;
+            sp.inverse = width == 0.0f ? 0.0 : 1.0 / static_cast<double>(width);
         }
-        inverse_.back() = 0.0;
         bucket_.resize(1024);
         int j = 0;
         for (int b = 0; b < 1024; ++b) {
@@ -229,16 +232,24 @@ private:
     }
     // The sort itself, out of line: evaluate's loop keeps only the test.
     void resort();
+    T evaluateAfterSort(float t);
     void rebuildPointers();
     void invalidateCache() const { cachedID = cachedIndex = -1; }
 
-    // Positions (the ends as 0 and 1) and colours in byPosition order and, per
-    // 1/1023 bucket of 0..1, the interval its start falls in: rebuilt with the
-    // sort, so that evaluate reads three small arrays.
+    // One interval of position order, as evaluate blends over it.
+    struct Span {
+        T c0;           // colour at the start
+        T delta;        // colour at the end minus c0
+        float start;    // position of the start (0 for the start node)
+        double inverse; // 1 / (end - start), 0 for an empty interval
+    };
+    // Positions in byPosition order (the ends as 0 and 1), the intervals and,
+    // per 1/1023 bucket of 0..1, the interval its start falls in: rebuilt
+    // with every sort, so that evaluate reads two small tables.
     std::vector<float> sorted_;
-    std::vector<double> inverse_; // 1 / (next position - this one), 0 for none
-    std::vector<T> colours_;
+    std::vector<Span> spans_;
     std::vector<int> bucket_;
+    int tableFlags_ = -1; // flags the tables were built for (never dirty)
 };
 
 template <class T>
@@ -259,8 +270,8 @@ VxGradDescription<T>::VxGradDescription(const VxGradDescription& other)
     : maxNodes(other.maxNodes), count(other.count), capacity(other.capacity),
       cachedID(other.cachedID), cachedIndex(other.cachedIndex), smooth(other.smooth),
       flags(other.flags), nodes(new Node[other.capacity]), byPosition(new Node*[other.capacity]),
-      sorted_(other.sorted_), inverse_(other.inverse_), colours_(other.colours_),
-      bucket_(other.bucket_) {
+      sorted_(other.sorted_), spans_(other.spans_), bucket_(other.bucket_),
+      tableFlags_(other.tableFlags_) {
     std::copy(other.nodes, other.nodes + count, nodes);
     // Same position order, pointing at this gradient's own records.
     for (int i = 0; i < count; ++i)
@@ -281,9 +292,9 @@ VxGradDescription<T>& VxGradDescription<T>::operator=(const VxGradDescription& o
         std::swap(nodes, copy.nodes);
         std::swap(byPosition, copy.byPosition);
         std::swap(sorted_, copy.sorted_);
-        std::swap(inverse_, copy.inverse_);
-        std::swap(colours_, copy.colours_);
+        std::swap(spans_, copy.spans_);
         std::swap(bucket_, copy.bucket_);
+        std::swap(tableFlags_, copy.tableFlags_);
     }
     return *this;
 }
@@ -297,8 +308,15 @@ VxGradDescription<T>::~VxGradDescription() {
 template <class T>
 void VxGradDescription<T>::resort() {
     std::sort(byPosition, byPosition + count, comparePositions);
-    rebuildTable();
     flags &= ~kOrderDirty;
+    rebuildTable();
+    tableFlags_ = flags;
+}
+
+template <class T>
+T VxGradDescription<T>::evaluateAfterSort(float t) {
+    resort();
+    return evaluate(t);
 }
 
 template <class T>

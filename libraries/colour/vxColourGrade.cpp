@@ -34,7 +34,7 @@ VxColourGrade& VxColourGrade::operator=(const VxColourGrade& other) {
     for (int b = 0; b < kTableSize; ++b)
         lookup[b] = keys + (other.lookup[b] - other.keys);
     preparedCount_ = other.preparedCount_;
-    preparedCyclic_ = other.preparedCyclic_;
+    preparedFlags_ = other.preparedFlags_;
     std::memcpy(placePos_, other.placePos_, sizeof placePos_);
     for (int i = 0; i <= kMaxKeys; ++i)
         placeKey_[i] = keys + (other.placeKey_[i] - other.keys);
@@ -101,7 +101,12 @@ void VxColourGrade::prepare() {
     resetAllDeltas();
     flags &= ~kStale;
     preparedCount_ = count;
-    preparedCyclic_ = flags & kCyclic;
+    preparedFlags_ = flags;
+}
+
+VxRGBAf VxColourGrade::colourAfterPrepare(float t) {
+    prepare();
+    return colourPrepared(t);
 }
 
 void VxColourGrade::SortColours() {

