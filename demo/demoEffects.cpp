@@ -207,6 +207,46 @@ private:
     HvMatrix33 toPicture_;
 };
 
+float scalarAt(const float* p, int channels) {
+    return channels >= 3 ? 0.2126f * p[0] + 0.7152f * p[1] + 0.0722f * p[2] : p[0];
+}
+
+// Colours a scalar picture through `colourOf(t)`, which must be safe to call
+// from every worker at once.
+template <class ColourOf>
+class ColourMapRender : public RowRender {
+public:
+    ColourMapRender(const Image& scalar, float lo, float hi, float repeats, ColourOf colourOf)
+        : scalar_(scalar), lo_(lo), scale_(repeats / (hi - lo)), colourOf_(colourOf) {}
+
+private:
+    void renderRow(int y, float* out) override {
+        const float* in = scalar_.row(y);
+        for (int x = 0; x < target->width; ++x, out += 4, in += scalar_.channels) {
+            const VxRGBAf c = colourOf_((scalarAt(in, scalar_.channels) - lo_) * scale_);
+            out[0] = c.r;
+            out[1] = c.g;
+            out[2] = c.b;
+            out[3] = c.a;
+        }
+    }
+
+    const Image& scalar_;
+    float lo_, scale_;
+    ColourOf colourOf_;
+};
+
+template <class ColourOf>
+bool renderColourMap(Image& out, const Image& scalar, float lo, float hi, float repeats,
+                     ColourOf colourOf, const std::string& label) {
+    if (scalar.width < 1 || scalar.height < 1 || !(hi != lo)) {
+        return false;
+    }
+    out = Image(scalar.width, scalar.height, 4);
+    ColourMapRender<ColourOf> effect(scalar, lo, hi, repeats, colourOf);
+    return effect.render(out, label);
+}
+
 bool testPictureOk(const Image& picture) {
     return picture.width > 0 && picture.height > 0 && picture.channels >= 3;
 }
@@ -305,4 +345,42 @@ bool renderShakeFrame(Image& out, const Image& picture, int frame, const ShakePa
     out = Image(picture.width, picture.height, 3);
     ShakeRender effect(textures, Invert(toScreen));
     return effect.render(out, label);
+}
+
+VxColourGrade sampleGrade() {
+    VxColourGrade grade;
+    // The two keys of a new grade are its ends.
+    grade.changeColour(grade.slotAt(0), VxRGBAf(0.0f, 0.0f, 0.0f, 1.0f));
+    grade.changeColour(grade.slotAt(1), VxRGBAf(1.0f, 1.0f, 1.0f, 1.0f));
+    grade.addColour(VxRGBAf(0.05f, 0.1f, 0.45f, 1.0f), 0.2f);
+    grade.addColour(VxRGBAf(0.1f, 0.55f, 0.55f, 1.0f), 0.4f);
+    grade.addColour(VxRGBAf(0.85f, 0.75f, 0.5f, 1.0f), 0.7f);
+    grade.prepare();
+    return grade;
+}
+
+VxGradDescription<VxRGBAf> sampleGradient() {
+    VxGradDescription<VxRGBAf> gradient(VxRGBAf(0.9f, 0.2f, 0.2f, 1.0f),
+                                        VxRGBAf(0.9f, 0.2f, 0.2f, 1.0f));
+    gradient.insertNode(gradient.findFreeID(), VxRGBAf(0.95f, 0.8f, 0.2f, 1.0f), 0.25f);
+    gradient.insertNode(gradient.findFreeID(), VxRGBAf(0.2f, 0.7f, 0.4f, 1.0f), 0.5f);
+    gradient.insertNode(gradient.findFreeID(), VxRGBAf(0.2f, 0.3f, 0.85f, 1.0f), 0.75f);
+    gradient.cyclic(1);
+    return gradient;
+}
+
+bool renderGradeMap(Image& out, const Image& scalar, VxColourGrade& grade, float lo, float hi,
+                    const std::string& label) {
+    // After prepare() colour() only reads the grade, so workers share it.
+    grade.prepare();
+    auto colourOf = [&grade](float t) { return grade.colour(t); };
+    return renderColourMap(out, scalar, lo, hi, 1.0f, colourOf, label);
+}
+
+bool renderGradientMap(Image& out, const Image& scalar, VxGradDescription<VxRGBAf>& gradient,
+                       float lo, float hi, float repeats, const std::string& label) {
+    // Sorted once here; evaluate then only reads.
+    gradient.sortPositions();
+    auto colourOf = [&gradient](float t) { return gradient.evaluate(t); };
+    return renderColourMap(out, scalar, lo, hi, repeats, colourOf, label);
 }

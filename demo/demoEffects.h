@@ -5,6 +5,9 @@
 
 #include "demoImage.h"
 
+#include "vxColourGrade.h"
+#include "vxGrad.h"
+
 #include <string>
 
 // A generated RGB picture to run the effects on: colour ramps, a checker
@@ -54,5 +57,20 @@ struct ShakeParams {
 // Frame `frame` of the picture shaken about its centre.
 bool renderShakeFrame(Image& out, const Image& picture, int frame, const ShakeParams& p,
                       const std::string& label);
+
+// The gallery's colour grade: dark blue through teal and sand to white. Each
+// key sits at the mean of its red, green and blue, the position a grade file
+// gives a key when it is read back, so the grade survives a save unchanged.
+VxColourGrade sampleGrade();
+// A cyclic gradient of four hues, for banded maps.
+VxGradDescription<VxRGBAf> sampleGradient();
+
+// A scalar picture (one channel, or the luminance of RGB) coloured by a grade
+// or a gradient: t = (v - lo) / (hi - lo), repeated `repeats` times across the
+// gradient. The result is RGBA.
+bool renderGradeMap(Image& out, const Image& scalar, VxColourGrade& grade, float lo, float hi,
+                    const std::string& label);
+bool renderGradientMap(Image& out, const Image& scalar, VxGradDescription<VxRGBAf>& gradient,
+                       float lo, float hi, float repeats, const std::string& label);
 
 #endif

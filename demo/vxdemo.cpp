@@ -47,6 +47,11 @@ const char* const kUsage =
     "  shake     frames of the test picture under noise-driven camera shake; --out is a\n"
     "            file name to which _NN is added before the extension\n"
     "            --frames N (8)  --seed N (1)  --amplitude F (0.03)  --rate F (1.5)\n"
+    "  grade     colour a picture by a colour grade file (the gallery writes sample.grade);\n"
+    "            the picture's single channel, or its luminance, from LO to HI is mapped\n"
+    "            onto the grade. Without --in, the default noise is coloured.\n"
+    "            --grade FILE (the gallery's grade)  --in FILE.exr|FILE.png\n"
+    "            --lo F (0)  --hi F (1)\n"
     "  digest    print the pixel digest of OpenEXR or PNG files: vxdemo digest FILE...\n"
     "  help      this text\n"
     "\n"
@@ -192,6 +197,18 @@ bool save(const std::string& path, const Image& image, float lo, float hi) {
     return true;
 }
 
+bool saveGrade(const std::string& path, VxColourGrade& grade) {
+    FILE* f = std::fopen(path.c_str(), "w");
+    const bool ok = f != nullptr && grade.write(f) >= 0;
+    if (f != nullptr && std::fclose(f) != 0) {
+        return false;
+    }
+    if (!ok) {
+        std::fprintf(stderr, "vxdemo: cannot write %s\n", path.c_str());
+    }
+    return ok;
+}
+
 int interrupted() {
     std::fprintf(stderr, "vxdemo: interrupted; files already written are complete\n");
     return kInterruptedExit;
@@ -236,6 +253,7 @@ private:
         }
 
         static const int kOctaves[] = {1, 3, 5, 8};
+        Image noise;
         for (int octaves : kOctaves) {
             NoiseParams p;
             p.octaves = octaves;
@@ -251,6 +269,29 @@ private:
                      image, -0.6f, 0.6f)) {
                 return 1;
             }
+            noise = std::move(image);
+        }
+
+        // The last noise coloured by the grade (saved beside it, for the
+        // grade command) and banded by a cyclic gradient.
+        VxColourGrade grade = sampleGrade();
+        if (!saveGrade(dir_ + "/sample.grade", grade)) {
+            return 1;
+        }
+        Image graded, banded;
+        if (!renderGradeMap(graded, noise, grade, -0.6f, 0.6f, "grade_noise")) {
+            return interrupted();
+        }
+        if (!add("grade_noise", "Noise through a colour grade (sample.grade)", graded, 0, 1)) {
+            return 1;
+        }
+        VxGradDescription<VxRGBAf> gradient = sampleGradient();
+        if (!renderGradientMap(banded, noise, gradient, -0.6f, 0.6f, 3.0f, "gradient_noise")) {
+            return interrupted();
+        }
+        if (!add("gradient_noise", "Noise through a cyclic gradient, three times round", banded, 0,
+                 1)) {
+            return 1;
         }
 
         for (int map = 0; map < mosaicMapCount(); ++map) {
@@ -500,6 +541,59 @@ int runShake(const Options& o) {
     return 0;
 }
 
+int runGrade(const Options& o) {
+    std::string error;
+    Common c;
+    float lo = 0, hi = 1;
+    if (!parseCommon(o, "grade", c, error) || !o.number("lo", -1e30f, 1e30f, lo, error) ||
+        !o.number("hi", -1e30f, 1e30f, hi, error)) {
+        return usageError(error);
+    }
+    if (!(hi != lo)) {
+        return usageError("--lo and --hi must differ");
+    }
+    VxColourGrade grade = sampleGrade();
+    if (o.has("grade")) {
+        const std::string path = o.text("grade", "");
+        FILE* f = std::fopen(path.c_str(), "r");
+        if (f == nullptr) {
+            std::fprintf(stderr, "vxdemo: cannot read %s: %s\n", path.c_str(),
+                         std::strerror(errno));
+            return 1;
+        }
+        const int keys = grade.read(f);
+        std::fclose(f);
+        if (keys < 2) {
+            std::fprintf(stderr, "vxdemo: %s holds no colour grade\n", path.c_str());
+            return 1;
+        }
+    }
+    startHost(o, c.workers);
+    Image scalar;
+    if (o.has("in")) {
+        if (!readImage(o.text("in", ""), scalar, error)) {
+            std::fprintf(stderr, "vxdemo: cannot read %s: %s\n", o.text("in", "").c_str(),
+                         error.c_str());
+            return 1;
+        }
+    } else {
+        // Without a picture, the default noise over the usual range.
+        NoiseParams p;
+        if (!renderNoise(scalar, c.width, c.height, p, "noise")) {
+            return interrupted();
+        }
+        if (!o.has("lo") && !o.has("hi")) {
+            lo = -0.6f;
+            hi = 0.6f;
+        }
+    }
+    Image image;
+    if (!renderGradeMap(image, scalar, grade, lo, hi, "grade")) {
+        return interruptRequested() ? interrupted() : 1;
+    }
+    return save(c.out, image, 0, 1) ? 0 : 1;
+}
+
 int runDigest(int argc, char** argv) {
     if (argc < 3) {
         return usageError("digest needs one or more .exr or .png files");
@@ -541,6 +635,7 @@ int main(int argc, char** argv) {
         {"mosaic", {"out", "size", "workers", "map", "cell", "angle"}},
         {"mask", {"out", "size", "workers", "shape", "extent", "softness", "rotation"}},
         {"shake", {"out", "size", "workers", "frames", "seed", "amplitude", "rate"}},
+        {"grade", {"out", "size", "workers", "grade", "in", "lo", "hi"}},
     };
     auto known = kOptions.find(command);
     if (known == kOptions.end()) {
@@ -562,6 +657,9 @@ int main(int argc, char** argv) {
     }
     if (command == "mask") {
         return runMask(options);
+    }
+    if (command == "grade") {
+        return runGrade(options);
     }
     return runShake(options);
 }

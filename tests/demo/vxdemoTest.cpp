@@ -24,7 +24,8 @@ namespace {
 const std::map<std::string, std::string> kGolden = {
     {"picture.exr", "cc1bf5dea68455ac"},         {"noise_1.exr", "f33f8e30552eb30b"},
     {"noise_3.exr", "d2e266c102be362a"},         {"noise_5.exr", "196215e8bed1a19d"},
-    {"noise_8.exr", "e4ae54602f7aa7aa"},         {"mosaic_squares.exr", "f969b87469ab0b40"},
+    {"noise_8.exr", "e4ae54602f7aa7aa"},         {"grade_noise.exr", "ee9117427bcda3a5"},
+    {"gradient_noise.exr", "2bd14af6ea07a7e9"},  {"mosaic_squares.exr", "f969b87469ab0b40"},
     {"mosaic_circles.exr", "c01352c3816fbfc6"},  {"mosaic_triangles.exr", "2907712028bbf045"},
     {"mosaic_octagons.exr", "d71ea79ce182d95b"}, {"mosaic_thingy.exr", "95d04f4159245004"},
     {"mask_circle.exr", "5d1c8c731226febe"},     {"mask_box.exr", "38e46f1fdf62a68b"},
@@ -135,12 +136,20 @@ TEST(VxDemo, GalleryIsDeterministicAndItsFilesAreWhole) {
         EXPECT_TRUE(exists(s.dir + "/g1/" + stem + ".png")) << stem;
         EXPECT_NE(slurp(s.dir + "/g1/index.html").find("\"" + stem + ".png\""), std::string::npos);
     }
+    // The saved grade, read back by the grade command, colours the noise as
+    // the gallery did.
+    const Outcome graded = run({"grade", "--grade", "g1/sample.grade", "--in", "g1/noise_8.exr",
+                                "--lo", "-0.6", "--hi", "0.6", "--out", "graded.exr"},
+                               s.dir);
+    ASSERT_EQ(graded.status, 0) << graded.err;
+    args.push_back("graded.exr");
     const Outcome readBack = run(args, s.dir);
     ASSERT_EQ(readBack.status, 0) << readBack.err;
     std::string expected;
     for (const auto& d : digests) {
         expected += "g1/" + d.first + " " + d.second + "\n";
     }
+    expected += "graded.exr " + digests.at("grade_noise.exr") + "\n";
     EXPECT_EQ(readBack.out, expected);
 }
 
@@ -152,12 +161,13 @@ TEST(VxDemo, SingleEffectsWriteTheRequestedFile) {
         {"mask", "--shape", "box", "--extent", "0.3,0.1", "--rotation", "20", "--size", "24",
          "--out", "k.exr"},
         {"shake", "--frames", "2", "--size", "16", "--out", "s.exr"},
+        {"grade", "--size", "20", "--out", "grade.png"},
     };
     for (const auto& c : commands) {
         const Outcome r = run(c, s.dir);
         EXPECT_EQ(r.status, 0) << c[0] << ": " << r.err;
     }
-    for (const char* f : {"n.png", "m.exr", "k.exr", "s_00.exr", "s_01.exr"}) {
+    for (const char* f : {"n.png", "m.exr", "k.exr", "s_00.exr", "s_01.exr", "grade.png"}) {
         EXPECT_TRUE(exists(s.dir + "/" + f)) << f;
     }
     const Outcome d = run({"digest", "n.png"}, s.dir);
@@ -178,6 +188,7 @@ TEST(VxDemo, BadCommandLinesAreRefusedWithAReason) {
         {"mask", "--shape", "star"},
         {"mask", "--extent", "a,b"},
         {"mosaic", "--map", "hexagons"},
+        {"grade", "--lo", "1", "--hi", "1"},
         {"gallery", "--colour", "red"},
         {"digest"},
     };
@@ -186,9 +197,14 @@ TEST(VxDemo, BadCommandLinesAreRefusedWithAReason) {
         EXPECT_EQ(r.status, 2) << args[0];
         EXPECT_EQ(r.err.rfind("vxdemo: ", 0), 0u) << r.err;
     }
-    const Outcome missing = run({"digest", "no-such-file.exr"}, s.dir);
-    EXPECT_EQ(missing.status, 1);
-    EXPECT_NE(missing.err.find("no-such-file.exr"), std::string::npos);
+    for (const std::vector<std::string>& args :
+         {std::vector<std::string>{"digest", "no-such-file.exr"},
+          std::vector<std::string>{"grade", "--grade", "no-such-file.exr"},
+          std::vector<std::string>{"grade", "--in", "no-such-file.exr"}}) {
+        const Outcome missing = run(args, s.dir);
+        EXPECT_EQ(missing.status, 1);
+        EXPECT_NE(missing.err.find("no-such-file.exr"), std::string::npos) << missing.err;
+    }
 }
 
 TEST(VxDemo, CtrlCStopsTheGalleryAndLeavesWholeFiles) {
