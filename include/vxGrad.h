@@ -22,10 +22,13 @@
 //   and 1) in an owned array of capacity records; `byPosition` points at them
 //   in position order (id 0 first, id 1 last, then by position and id) and is
 //   re-sorted before use whenever flags has kOrderDirty. evaluate works from
-//   its own copy of the sorted positions and colours, refreshed with every
-//   sort, so code that writes a node's position or colour directly sets
-//   kOrderDirty (every call here does so for its own changes). NaN positions are refused (they
-//   would leave nothing to sort by).
+//   its own tables (positions, one record per interval with its colours and
+//   reciprocal width, and a 1024-entry index of 0..1), rebuilt with every sort
+//   and whenever flags differ from those they were built for. Every call here
+//   sets kOrderDirty for its own changes; code that writes a node's position
+//   or colour directly sets it too. NaN positions are refused (they would
+//   leave nothing to sort by). maxNodes and smooth may be set directly; the
+//   other members are for reading.
 //
 // Evaluation
 //   evaluate(t): t wrapped into 0..1 (cyclic) or clamped (NaN counts as 0);
