@@ -18,13 +18,14 @@
 //   same pixels.
 //
 // Coordinates
-//   The lattice has unit spacing. Per axis the cell is c = floor(x) (x
-//   truncated toward zero, minus 1 when x < 0) and the fraction f = x - c, so
-//   at a negative integer the point sits at f = 1 of the cell below (same
-//   value). The noise is 0 at every lattice point; elsewhere it stays within
-//   about +-0.5 in 1-D, rising to about +-0.7 in 4-D. Cell numbers wrap modulo
-//   2^32 in the lattice hash, so the pattern repeats, in principle, only
-//   after 2^32 cells.
+//   The lattice has unit spacing. Per axis the cell c is x truncated toward
+//   zero, minus 1 when x < 0, and the fraction is f = x - c: floor(x) and its
+//   fraction, except that a negative integer sits at f = 1 of the cell below
+//   (with the same value). The noise is 0 at every lattice point; elsewhere it stays within
+//   about +-0.5 in 1-D, rising to about +-0.7 in 4-D. A corner's gradient is
+//   the table entry at its cell numbers times fixed odd multipliers, summed
+//   with 32-bit wrapping and masked to 10 bits, so the pattern repeats every
+//   1024 cells along each axis.
 //
 //   Out of the ordinary range:
 //   - |x| >= 2^24: every such float is a whole number. It is treated exactly

@@ -204,6 +204,9 @@ TEST(HvNoise, EdgeCases) {
         const int period = 1 + i % 37;
         EXPECT_SAME_BITS(g.ValueWrapped(u + float(period), period), g.ValueWrapped(u, period));
         EXPECT_SAME_BITS(g.ValueWrapped(u, 0), g.Value(u));
+        const float q = std::round(u * 64) / 64, r = std::round(v * 64) / 64;
+        EXPECT_SAME_BITS(g.Value(q + 1024, r, 0.3f), g.Value(q, r, 0.3f)); // period 1024
+        EXPECT_SAME_BITS(g.Value(q, r, 0.25f - 1024), g.Value(q, r, 0.25f - 2048));
         if (u >= 0 && u < float(period - 1)) { // away from the wrap: the plain noise
             EXPECT_SAME_BITS(g.ValueWrapped(u, period), g.Value(u));
         }
