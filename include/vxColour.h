@@ -160,6 +160,20 @@ private:
     VxRGBCol(T r_, T g_, T b_, int) : B{r_, g_, b_} {}
 };
 
+// c + d * w, the blend the gradients evaluate: the same arithmetic as the
+// operators, written out channel by channel for colours so that the compiler
+// can do the four channels at once.
+template <class C>
+inline C VxBlend(const C& c, const C& d, float w) {
+    return c + d * w;
+}
+template <class B>
+inline VxRGBACol<B> VxBlend(const VxRGBACol<B>& c, const VxRGBACol<B>& d, float w) {
+    using T = typename B::value_type;
+    return VxRGBACol<B>(c.r + static_cast<T>(d.r * w), c.g + static_cast<T>(d.g * w),
+                        c.b + static_cast<T>(d.b * w), c.a + static_cast<T>(d.a * w));
+}
+
 using VxRGBAf = VxRGBACol<VxRGBABase<float, 0, 1, 1, 0>>;
 using VxRGBf = VxRGBCol<VxRGBBase<float, 0, 1>>;
 using VxRGBAi = VxRGBACol<VxRGBABase<int, 0, 255, 255, 0>>;

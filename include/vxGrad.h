@@ -158,9 +158,24 @@ public:
     T evaluate(float t) {
         // The re-sort is a call out of line, so that t is not kept in memory
         // across it on the usual path.
-        // One comparison covers the dirty order and a change of cyclic mode.
         if (flags != tableFlags_)
             return evaluateAfterSort(t);
+        return evaluateSorted(t);
+    }
+
+    int maxNodes;            // insertion refused at this count
+    int count;               // nodes in use
+    int capacity;            // records allocated
+    mutable int cachedID;    // last id looked up, -1 when invalid
+    mutable int cachedIndex; // its index, -1 when invalid
+    int smooth;              // non-zero: smoothstep blending
+    int flags;               // kCyclic | kOrderDirty
+    Node* nodes;             // count records sorted by id, owned
+    Node** byPosition;       // count pointers into nodes, owned
+
+private:
+    // evaluate once the tables are up to date.
+    T evaluateSorted(float t) const {
         if (flags & kCyclic)
             t = t - std::floor(t);
         // Selects, so that they compile to min/max; NaN (and the NaN an
@@ -176,20 +191,8 @@ public:
         // fraction of its cost. A zero span has the reciprocal 0 (s = 0).
         const float s = static_cast<float>(static_cast<double>(t - span.start) * span.inverse);
         const float w = smooth ? s * s * (3.0f - 2.0f * s) : s;
-        return span.c0 + span.delta * w;
+        return VxBlend(span.c0, span.delta, w);
     }
-
-    int maxNodes;            // insertion refused at this count
-    int count;               // nodes in use
-    int capacity;            // records allocated
-    mutable int cachedID;    // last id looked up, -1 when invalid
-    mutable int cachedIndex; // its index, -1 when invalid
-    int smooth;              // non-zero: smoothstep blending
-    int flags;               // kCyclic | kOrderDirty
-    Node* nodes;             // count records sorted by id, owned
-    Node** byPosition;       // count pointers into nodes, owned
-
-private:
     // findInterval for a t in 0..1 of a sorted gradient. With the interior
     // positions sorted, the bisection's answer is the number of interior nodes
     // at or before t; the table gives that number for the start of t's bucket
