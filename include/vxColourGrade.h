@@ -215,8 +215,7 @@ protected:
         const VxColourKey& key = *placeKey_[i];
         const float s = (t - key.position) * key.invSpan;
         const float w = smooth ? s * s * (3.0f - 2.0f * s) : s;
-        return VxRGBAf(key.colour.r + key.delta.r * w, key.colour.g + key.delta.g * w,
-                       key.colour.b + key.delta.b * w, key.colour.a + key.delta.a * w);
+        return VxBlend(key.colour, key.delta, w);
     }
 
 private:
