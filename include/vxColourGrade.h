@@ -111,7 +111,7 @@ public:
         // flags equal to those left by the last prepare(): nothing is dirty
         // and the cyclic mode is the one the deltas were made for.
         if (flags != preparedFlags_ || count != preparedCount_)
-            return colourAfterPrepare(t);
+            prepare();
         return colourPrepared(t);
     }
     // Sorts, rebuilds the table and every delta: what colour() does after an edit.
@@ -221,15 +221,12 @@ protected:
 private:
     friend class VxColourGradeEncoder;
     static bool goodColour(const VxRGBAf& c);
-    // The key placement the tagged readers share: slot at place index.
-    int placeTagged(int slot, const VxRGBAf& c, float position, int index);
+    // The key placement the tagged readers share (see placed_).
+    int placeTagged(int slot, const VxRGBAf& c, float position);
     // Appends a key without the clash rule (the untagged decoder).
     int insertKey(const VxRGBAf& c, float position);
     void freeSlot(int slot);
     void touch() { flags |= kStale; }
-    // prepare() then colourPrepared(t), out of line so that the usual path of
-    // colour() keeps t in a register.
-    VxRGBAf colourAfterPrepare(float t);
 
     int preparedCount_;
     int preparedFlags_;
@@ -241,6 +238,10 @@ private:
     const VxColourKey* placeKey_[kMaxKeys + 1];
     unsigned char startPlace_[kTableSize];
     unsigned char enabled_[kMaxKeys];
+    // Slots set so far by the tagged reading or decoding under way (cleared
+    // by reset() and by decoding from entry 0): a slot given twice is
+    // skipped, and the keys left from before are the ones new slots replace.
+    unsigned char placed_[kMaxKeys];
     int tagBatch_;
 };
 
@@ -259,14 +260,18 @@ private:
 // decode(s, start) reads one string: leading white space skipped; "V0.0",
 // "V0.1" or, without a leading "V", the oldest form of 10-character entries
 // "%04x%02x%02x%02x" without alpha (opaque); any other "V" header reads
-// nothing. Tagged entries place their slot at order place start, start + 1,
-// ...; untagged, the entry at place 0 recolours the first key, an entry at
-// position FFFF recolours the last and the others are added (without the
-// clash rule). Returns the number of entries taken; a truncated or bad entry
-// (non-hexadecimal digit, slot above 127, a slot given twice) is skipped.
-// decode(strs, n) resets the grade and decodes strings in turn until one
-// yields nothing. The overloads with a size read at most size bytes of each
-// buffer (none when size is negative), for buffers that may lack a
+// nothing. Entries are counted from start: start 0 begins a decoding, a
+// larger start continues the one before (as decode(strs, n) does string
+// after string). Tagged entries set their slot's colour and position; a slot
+// not yet in use takes the place of a key left from before the decoding (the
+// two initial keys of a reset grade) or a new place, so a whole decoding
+// leaves exactly its slots, in position order. Untagged, the entry counted 0
+// recolours the first key, an entry at position FFFF recolours the last and
+// the others are added (without the clash rule). Returns the number of
+// entries taken; a truncated or bad entry (non-hexadecimal digit, slot above
+// 127, a slot given twice in one decoding) is skipped. decode(strs, n) resets
+// the grade and decodes strings in turn until one yields nothing. The overloads with a size read at
+// most size bytes of each buffer (none when size is negative), for buffers that may lack a
 // terminating zero.
 //
 // encodeTags writes "V0.1" and the slot of every key in use as "%02X", slots

@@ -156,10 +156,10 @@ public:
     }
 
     T evaluate(float t) {
-        // The re-sort is a call out of line, so that t is not kept in memory
-        // across it on the usual path.
+        // One comparison covers a dirty order and a change of cyclic mode;
+        // the re-sort itself is a call out of line.
         if (flags != tableFlags_)
-            return evaluateAfterSort(t);
+            resort();
         return evaluateSorted(t);
     }
 
@@ -238,7 +238,6 @@ private:
     }
     // The sort itself, out of line: evaluate's loop keeps only the test.
     void resort();
-    T evaluateAfterSort(float t);
     void rebuildPointers();
     void invalidateCache() const { cachedID = cachedIndex = -1; }
 
@@ -317,12 +316,6 @@ void VxGradDescription<T>::resort() {
     flags &= ~kOrderDirty;
     rebuildTable();
     tableFlags_ = flags;
-}
-
-template <class T>
-T VxGradDescription<T>::evaluateAfterSort(float t) {
-    resort();
-    return evaluate(t);
 }
 
 template <class T>

@@ -35,6 +35,7 @@ VxColourGrade& VxColourGrade::operator=(const VxColourGrade& other) {
         lookup[b] = keys + (other.lookup[b] - other.keys);
     preparedCount_ = other.preparedCount_;
     preparedFlags_ = other.preparedFlags_;
+    std::memcpy(placed_, other.placed_, sizeof placed_);
     std::memcpy(placePos_, other.placePos_, sizeof placePos_);
     for (int i = 0; i <= kMaxKeys; ++i)
         placeKey_[i] = keys + (other.placeKey_[i] - other.keys);
@@ -67,6 +68,7 @@ void VxColourGrade::reset() {
     count = 2;
     maxSlot = 1;
     capacity = kMaxKeys;
+    std::memset(placed_, 0, sizeof placed_);
     flags = (flags & kCyclic) | kStale;
     prepare();
 }
@@ -102,11 +104,6 @@ void VxColourGrade::prepare() {
     flags &= ~kStale;
     preparedCount_ = count;
     preparedFlags_ = flags;
-}
-
-VxRGBAf VxColourGrade::colourAfterPrepare(float t) {
-    prepare();
-    return colourPrepared(t);
 }
 
 void VxColourGrade::SortColours() {
@@ -418,32 +415,31 @@ void VxColourGrade::endChanges() {
     prepare();
 }
 
-int VxColourGrade::placeTagged(int slot, const VxRGBAf& c, float position, int index) {
-    if (slot < 0 || slot >= kMaxKeys || !goodColour(c) || std::isnan(position) || index < 0 ||
-        index >= kMaxKeys)
+int VxColourGrade::placeTagged(int slot, const VxRGBAf& c, float position) {
+    if (slot < 0 || slot >= kMaxKeys || !goodColour(c) || std::isnan(position) || placed_[slot])
         return 0;
-    if (index > count)
-        index = count;
-    // Places before index were given in this pass: a slot already there is
-    // given twice. A slot further on (a key left from before) swaps places
-    // with the key it displaces, so that no key is left without a place.
-    const int j = keys[slot].orderIndex;
-    if (j >= 0 && j < index)
-        return 0;
-    if (index == count) {
-        order[count++] = slot;
-    } else if (j != index) {
-        const int old = order[index];
-        if (j > index) {
-            order[j] = old;
-            keys[old].orderIndex = j;
-        } else {
-            freeSlot(old);
-        }
-        order[index] = slot;
-    }
     VxColourKey& k = keys[slot];
-    k.orderIndex = index;
+    if (k.orderIndex < 0) {
+        // A slot not in use takes the place of the first key left from
+        // before this decoding (after a reset, the two initial keys), or a
+        // new place. Keys set earlier in the decoding are never displaced,
+        // however sorting has moved them since.
+        int place = -1;
+        for (int i = 0; i < count && place < 0; ++i) {
+            if (!placed_[order[i]])
+                place = i;
+        }
+        if (place >= 0) {
+            freeSlot(order[place]);
+        } else {
+            if (count >= kMaxKeys)
+                return 0;
+            place = count++;
+        }
+        order[place] = slot;
+        k.orderIndex = place;
+    }
+    placed_[slot] = 1;
     k.colour = c;
     k.position = clampUnit(position);
     touch();

@@ -216,7 +216,7 @@ int VxColourGrade::read(FILE* f) {
             // position written on the line: the saved form of the tagged
             // widget, kept on purpose.
             const float mean = (c.r + c.g + c.b) / 3.0f;
-            taken += placeTagged(slot, c, mean, taken);
+            taken += placeTagged(slot, c, mean);
         } else if (i == 0 || i == n - 1) {
             // The ends keep their positions and take the line's colour; keys
             // added since may have left the order unsorted.
@@ -328,6 +328,9 @@ int VxColourGradeEncoder::decodeLimited(const unsigned char* s, int start, std::
     }
     VxColourGrade& g = grade;
     int index = start < 0 ? 0 : start;
+    // A decoding begins at entry 0; later strings continue it.
+    if (index == 0)
+        std::memset(g.placed_, 0, sizeof g.placed_);
     int taken = 0;
     for (; length - at >= static_cast<std::size_t>(entry); at += entry) {
         const unsigned char* e = s + at;
@@ -344,7 +347,7 @@ int VxColourGradeEncoder::decodeLimited(const unsigned char* s, int start, std::
         const float position = static_cast<float>(q) / 65535.0f;
         int ok = 0;
         if (isTagged) {
-            ok = g.placeTagged(slot, c, position, index);
+            ok = g.placeTagged(slot, c, position);
         } else if (index == 0) {
             g.SortColours();
             g.keys[g.order[0]].colour = c;

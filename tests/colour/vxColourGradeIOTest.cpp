@@ -205,6 +205,18 @@ TEST(VxColourGradeEncoder, DecodesEveryForm) {
     const unsigned char* rawList[] = {raw};
     EXPECT_EQ(e.decode(rawList, 1, 18), 1);
     EXPECT_EQ(GradeInvariantError(e.grade), "");
+    // One entry per buffer: keys set by earlier strings stay, even where the
+    // sort after each string has put an initial key before them.
+    const unsigned char* one[] = {bytes("V0.1"
+                                        "3333FF0000FF01"),
+                                  bytes("V0.1"
+                                        "9999FF0000FF09"),
+                                  bytes("V0.1"
+                                        "E666FF0000FF03")};
+    EXPECT_EQ(e.decode(one, 3), 3);
+    EXPECT_EQ(e.grade.slotAt(0), 1);
+    EXPECT_EQ(e.grade.slotAt(1), 9);
+    EXPECT_EQ(e.grade.slotAt(2), 3);
 }
 
 // Every grade the encoder writes reads back to the same keys, up to the
