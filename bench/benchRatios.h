@@ -30,13 +30,19 @@ public:
                                   benchmark::GetTimeUnitMultiplier(run.time_unit) * 1e9;
                 if (median || seconds_.count(run.run_name.str()) == 0) {
                     seconds_[run.run_name.str()] = ns;
+                    // User counters as "name:counter", for benchmarks that
+                    // time two things side by side in one run.
+                    for (const auto& c : run.counters) {
+                        seconds_[run.run_name.str() + ":" + c.first] = c.second.value;
+                    }
                 }
             }
         }
         ConsoleReporter::ReportRuns(runs);
     }
 
-    // Nanoseconds per iteration, or a negative number when the benchmark did not run.
+    // Nanoseconds per iteration (or, for "name:counter", the counter's value),
+    // or a negative number when the benchmark did not run.
     double nanoseconds(const std::string& name) const {
         auto it = seconds_.find(name);
         return it == seconds_.end() ? -1.0 : it->second;
