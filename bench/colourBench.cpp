@@ -13,6 +13,7 @@
 
 #include <benchmark/benchmark.h>
 
+#include <chrono>
 #include <cstdint>
 #include <vector>
 
@@ -119,6 +120,56 @@ void BM_GradEvaluate(benchmark::State& state) {
 }
 BENCHMARK(BM_GradEvaluate)->Apply(Medians);
 
+// The three mappings of the same image side by side: row by row, the lookup,
+// the grade and the gradient each map the row in turn, so that all three see
+// the same state of a noisy machine (separate benchmarks run seconds apart
+// and drift). Counters: milliseconds per whole image for each.
+void BM_MapsInterleaved(benchmark::State& state) {
+    using Clock = std::chrono::steady_clock;
+    VxColourGrade grade = makeGrade();
+    grade.prepare();
+    std::vector<VxRGBAf> table(1024);
+    for (int i = 0; i < 1024; ++i)
+        table[static_cast<size_t>(i)] = grade.colour(static_cast<float>(i) / 1023.0f);
+    VxGradDescription<VxRGBAf> gradient;
+    gradient.smooth = 1;
+    for (int i = 0; i < 6; ++i)
+        gradient.insertNode(gradient.findFreeID(), kColours[i], static_cast<float>(i + 1) / 7.0f);
+    gradient.sortPositions();
+    const float* in = source().data();
+    VxRGBAf* out = output().data();
+    double lookup = 0, graded = 0, evaluated = 0;
+    int64_t images = 0;
+    for (auto _ : state) {
+        for (int y = 0; y < kSide; ++y) {
+            const float* r = in + static_cast<size_t>(y) * kSide;
+            VxRGBAf* o = out + static_cast<size_t>(y) * kSide;
+            const Clock::time_point t0 = Clock::now();
+            for (int x = 0; x < kSide; ++x)
+                o[x] = table[static_cast<size_t>(static_cast<int>(r[x] * 1023.0f))];
+            benchmark::ClobberMemory();
+            const Clock::time_point t1 = Clock::now();
+            for (int x = 0; x < kSide; ++x)
+                o[x] = grade.colour(r[x]);
+            benchmark::ClobberMemory();
+            const Clock::time_point t2 = Clock::now();
+            for (int x = 0; x < kSide; ++x)
+                o[x] = gradient.evaluate(r[x]);
+            benchmark::ClobberMemory();
+            const Clock::time_point t3 = Clock::now();
+            lookup += std::chrono::duration<double, std::milli>(t1 - t0).count();
+            graded += std::chrono::duration<double, std::milli>(t2 - t1).count();
+            evaluated += std::chrono::duration<double, std::milli>(t3 - t2).count();
+        }
+        ++images;
+    }
+    const double n = images > 0 ? static_cast<double>(images) : 1.0;
+    state.counters["lookup_ms"] = lookup / n;
+    state.counters["grade_ms"] = graded / n;
+    state.counters["gradient_ms"] = evaluated / n;
+}
+BENCHMARK(BM_MapsInterleaved)->Unit(benchmark::kMillisecond);
+
 } // namespace
 
 int main(int argc, char** argv) {
@@ -133,10 +184,14 @@ int main(int argc, char** argv) {
     benchmark::Shutdown();
 
     RatioTable table("colour");
-    table.ratio("grade colour(t), 2048^2 / 1024-entry table lookup (<= 3)", reporter,
+    table.ratio("grade colour(t), 2048^2 / 1024-entry table lookup", reporter,
                 "BM_GradeColour/repeats:5", "BM_TableLookup/repeats:5");
-    table.ratio("gradient evaluate(t), 2048^2 / 1024-entry table lookup (<= 3)", reporter,
+    table.ratio("gradient evaluate(t), 2048^2 / 1024-entry table lookup", reporter,
                 "BM_GradEvaluate/repeats:5", "BM_TableLookup/repeats:5");
+    table.ratio("  grade, interleaved by rows with the lookup (<= 3)", reporter,
+                "BM_MapsInterleaved:grade_ms", "BM_MapsInterleaved:lookup_ms");
+    table.ratio("  gradient, interleaved by rows with the lookup (<= 3)", reporter,
+                "BM_MapsInterleaved:gradient_ms", "BM_MapsInterleaved:lookup_ms");
     table.ratio("grade colour(t), one edit per row / no edits", reporter,
                 "BM_GradeColourEditEveryRow/repeats:5", "BM_GradeColour/repeats:5");
     table.print();
