@@ -56,6 +56,7 @@
 #include <algorithm>
 #include <cmath>
 #include <cstddef>
+#include <limits>
 #include <vector>
 
 template <class T>
@@ -199,10 +200,11 @@ private:
     // (b / 1023.0f <= t for every t with (int)(t * 1023) = b), and a short
     // walk the rest.
     int intervalOf(float t) const {
-        const float* p = sorted_.data();
-        const int last = count - 1;
+        // Each span holds where the next one starts (+infinity for the last),
+        // so the walk is one comparison on the record it reads anyway.
+        const Span* sp = spans_.data();
         int i = bucket_[static_cast<size_t>(static_cast<int>(t * 1023.0f))];
-        while (i + 1 < last && p[i + 1] <= t)
+        while (sp[i].next <= t)
             ++i;
         return i;
     }
@@ -225,6 +227,8 @@ private:
             sp.c0 = byPosition[i]->colour;
             sp.delta = c1 - sp.c0;
             sp.start = start;
+            sp.next = i + 2 < count ? sorted_[static_cast<size_t>(i) + 1]
+                                    : std::numeric_limits<float>::infinity();
             sp.inverse = width == 0.0f ? 0.0 : 1.0 / static_cast<double>(width);
         }
         bucket_.resize(1024);
@@ -246,6 +250,7 @@ private:
         T c0;           // colour at the start
         T delta;        // colour at the end minus c0
         float start;    // position of the start (0 for the start node)
+        float next;     // where the walk moves on: the end, +infinity for the last span
         double inverse; // 1 / (end - start), 0 for an empty interval
     };
     // Positions in byPosition order (the ends as 0 and 1), the intervals and,
