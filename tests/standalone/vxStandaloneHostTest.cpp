@@ -38,6 +38,19 @@ int threadsInProcess() {
     return n;
 }
 
+// The count once it has stopped changing: a joined thread can still be listed
+// for a moment while the kernel finishes its exit.
+int settledThreadsInProcess() {
+    int last = threadsInProcess();
+    for (int same = 0, i = 0; same < 3 && i < 200; ++i) {
+        std::this_thread::sleep_for(std::chrono::milliseconds(2));
+        const int now = threadsInProcess();
+        same = now == last ? same + 1 : 0;
+        last = now;
+    }
+    return last;
+}
+
 struct Rendezvous {
     int workers;
     std::atomic<int> arrived{0};
@@ -212,7 +225,7 @@ void lifeCycle() {
     sparkMpFork(reinterpret_cast<VxMpWork>(&countUp), 1, &n);
     const int afterFork = threadsInProcess();
     VxStandaloneHostShutdown();
-    const int afterShutdown = threadsInProcess();
+    const int afterShutdown = settledThreadsInProcess();
     sparkMpFork(reinterpret_cast<VxMpWork>(&countUp), 1, &n);
     const int restarted = threadsInProcess();
     // Differences only: a sanitizer may add a helper thread of its own at the
