@@ -6,6 +6,8 @@
 #include "vxColourGrade.h"
 
 #include <cmath>
+#include <cstdio>
+#include <cstdlib>
 #include <string>
 
 // An empty string, or the first broken invariant. Expects a prepared grade
@@ -75,6 +77,25 @@ inline bool SameColour(const VxRGBAf& a, const VxRGBAf& b) {
             return false;
     }
     return true;
+}
+
+// For the fuzzers: prepares the grade and aborts, with the reason on
+// standard error, when it breaks an invariant or evaluates other than the
+// model at 65 places across 0..1.
+inline void AbortUnlessSound(VxColourGrade& g) {
+    g.prepare();
+    const std::string error = GradeInvariantError(g);
+    if (!error.empty()) {
+        std::fprintf(stderr, "broken grade: %s\n", error.c_str());
+        std::abort();
+    }
+    for (int i = 0; i <= 64; ++i) {
+        const float t = static_cast<float>(i) / 64.0f;
+        if (!SameColour(g.colour(t), ModelColour(g, t))) {
+            std::fprintf(stderr, "colour(%g) differs from the model\n", static_cast<double>(t));
+            std::abort();
+        }
+    }
 }
 
 #endif
