@@ -52,6 +52,19 @@ private:
     std::map<std::string, double> seconds_;
 };
 
+// Takes Google Benchmark's options from the command line; false (after its
+// message) for one it does not know.
+inline bool StartBenchmarks(int* argc, char** argv) {
+    benchmark::Initialize(argc, argv);
+    return !benchmark::ReportUnrecognizedArguments(*argc, argv);
+}
+
+// Runs every selected benchmark, recording the times the ratio table reads.
+inline void RunBenchmarks(RatioReporter& reporter) {
+    benchmark::RunSpecifiedBenchmarks(&reporter);
+    benchmark::Shutdown();
+}
+
 class RatioTable {
 public:
     explicit RatioTable(std::string title) : title_(std::move(title)) {}

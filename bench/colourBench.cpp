@@ -173,15 +173,13 @@ BENCHMARK(BM_MapsInterleaved)->Unit(benchmark::kMillisecond);
 } // namespace
 
 int main(int argc, char** argv) {
-    benchmark::Initialize(&argc, argv);
-    if (benchmark::ReportUnrecognizedArguments(argc, argv)) {
+    if (!StartBenchmarks(&argc, argv)) {
         return 1;
     }
     source();
     output();
     RatioReporter reporter;
-    benchmark::RunSpecifiedBenchmarks(&reporter);
-    benchmark::Shutdown();
+    RunBenchmarks(reporter);
 
     RatioTable table("colour");
     table.ratio("grade colour(t), 2048^2 / 1024-entry table lookup", reporter,

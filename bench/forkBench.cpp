@@ -185,13 +185,11 @@ BENCHMARK(BM_OpenMPPass)->Apply(OneAndTwoWorkers);
 } // namespace
 
 int main(int argc, char** argv) {
-    benchmark::Initialize(&argc, argv);
-    if (benchmark::ReportUnrecognizedArguments(argc, argv)) {
+    if (!StartBenchmarks(&argc, argv)) {
         return 1;
     }
     RatioReporter reporter;
-    benchmark::RunSpecifiedBenchmarks(&reporter);
-    benchmark::Shutdown();
+    RunBenchmarks(reporter);
 
     RatioTable table("fork and work splitting, " + std::to_string(hardwareThreads()) +
                      " hardware threads");

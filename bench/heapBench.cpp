@@ -173,8 +173,7 @@ BENCHMARK(BM_WorkloadMallocFixedMmap)->Unit(benchmark::kMillisecond);
 } // namespace
 
 int main(int argc, char** argv) {
-    benchmark::Initialize(&argc, argv);
-    if (benchmark::ReportUnrecognizedArguments(argc, argv)) {
+    if (!StartBenchmarks(&argc, argv)) {
         return 1;
     }
     if (hostBlock() == nullptr) {
@@ -182,8 +181,7 @@ int main(int argc, char** argv) {
         return 1;
     }
     RatioReporter reporter;
-    benchmark::RunSpecifiedBenchmarks(&reporter);
-    benchmark::Shutdown();
+    RunBenchmarks(reporter);
 
     RatioTable table("managed heap against glibc malloc");
     for (int size = 64 << 10; size <= 16 << 20; size *= 4) {

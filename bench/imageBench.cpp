@@ -156,14 +156,12 @@ BENCHMARK(BM_HandBilinear);
 } // namespace
 
 int main(int argc, char** argv) {
-    benchmark::Initialize(&argc, argv);
-    if (benchmark::ReportUnrecognizedArguments(argc, argv)) {
+    if (!StartBenchmarks(&argc, argv)) {
         return 1;
     }
     source();
     RatioReporter reporter;
-    benchmark::RunSpecifiedBenchmarks(&reporter);
-    benchmark::Shutdown();
+    RunBenchmarks(reporter);
 
     RatioTable table("images");
     table.ratio("mip chain 4096^2 / memcpy of its source (<= 2 wanted)", reporter, "BM_MipChain",

@@ -121,8 +121,7 @@ float Disagreement(int side) {
 } // namespace
 
 int main(int argc, char** argv) {
-    benchmark::Initialize(&argc, argv);
-    if (benchmark::ReportUnrecognizedArguments(argc, argv)) {
+    if (!StartBenchmarks(&argc, argv)) {
         return 1;
     }
     const float dc = Disagreement<VxShapeMaskCircle>(2048);
@@ -132,8 +131,7 @@ int main(int argc, char** argv) {
                 static_cast<double>(dc), static_cast<double>(db));
 
     RatioReporter reporter;
-    benchmark::RunSpecifiedBenchmarks(&reporter);
-    benchmark::Shutdown();
+    RunBenchmarks(reporter);
 
     RatioTable table("shape masks");
     table.ratio("ellipse 2048^2: interval fill / density everywhere (< 1)", reporter,

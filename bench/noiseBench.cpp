@@ -141,14 +141,12 @@ BENCHMARK(BM_NoiseImage)->Apply(OneAndTwoWorkers);
 } // namespace
 
 int main(int argc, char** argv) {
-    benchmark::Initialize(&argc, argv);
-    if (benchmark::ReportUnrecognizedArguments(argc, argv)) {
+    if (!StartBenchmarks(&argc, argv)) {
         return 1;
     }
     Fractal();
     RatioReporter reporter;
-    benchmark::RunSpecifiedBenchmarks(&reporter);
-    benchmark::Shutdown();
+    RunBenchmarks(reporter);
 
     // Every one-thread benchmark evaluates the same 4096 samples per
     // iteration, so a ratio of times is the inverse ratio of samples per
