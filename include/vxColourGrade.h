@@ -111,7 +111,7 @@ public:
         // flags equal to those left by the last prepare(): nothing is dirty
         // and the cyclic mode is the one the deltas were made for.
         if (flags != preparedFlags_ || count != preparedCount_)
-            prepare();
+            t = preparePassing(t);
         return colourPrepared(t);
     }
     // Sorts, rebuilds the table and every delta: what colour() does after an edit.
@@ -227,6 +227,9 @@ private:
     int insertKey(const VxRGBAf& c, float position);
     void freeSlot(int slot);
     void touch() { flags |= kStale; }
+    // prepare(), handing t back: colour()'s rare path, out of line, so that a
+    // caller's loop keeps t in a register instead of saving it around a call.
+    float preparePassing(float t);
 
     int preparedCount_;
     int preparedFlags_;

@@ -157,10 +157,11 @@ public:
     }
 
     T evaluate(float t) {
-        // One comparison covers a dirty order and a change of cyclic mode;
-        // the re-sort itself is a call out of line.
+        // One comparison covers a dirty order and a change of cyclic mode.
+        // The re-sort is out of line and hands t back, so that a caller's
+        // loop keeps t in a register instead of saving it around the call.
         if (flags != tableFlags_)
-            resort();
+            t = resortPassing(t);
         return evaluateSorted(t);
     }
 
@@ -175,6 +176,15 @@ public:
     Node** byPosition;       // count pointers into nodes, owned
 
 private:
+    // One interval of position order, as evaluate blends over it.
+    struct Span {
+        T c0;           // colour at the start
+        T delta;        // colour at the end minus c0
+        float start;    // position of the start (0 for the start node)
+        float next;     // where the walk moves on: the end, +infinity for the last span
+        double inverse; // 1 / (end - start), 0 for an empty interval
+    };
+
     // evaluate once the tables are up to date.
     T evaluateSorted(float t) const {
         if (flags & kCyclic)
@@ -183,7 +193,7 @@ private:
         // infinite t wraps to) becomes 0.
         t = t > 0.0f ? t : 0.0f;
         t = t < 1.0f ? t : 1.0f;
-        const Span& span = spans_[static_cast<size_t>(intervalOf(t))];
+        const Span& span = spanOf(t);
         // s = (t - start) / (end - start) through the span's reciprocal in
         // double precision: the double product is within 2^-52 of the
         // quotient, and a quotient of two floats is never nearer than 2^-49
@@ -194,19 +204,22 @@ private:
         const float w = smooth ? s * s * (3.0f - 2.0f * s) : s;
         return VxBlend(span.c0, span.delta, w);
     }
-    // findInterval for a t in 0..1 of a sorted gradient. With the interior
-    // positions sorted, the bisection's answer is the number of interior nodes
-    // at or before t; the table gives that number for the start of t's bucket
-    // (b / 1023.0f <= t for every t with (int)(t * 1023) = b), and a short
-    // walk the rest.
-    int intervalOf(float t) const {
-        // Each span holds where the next one starts (+infinity for the last),
-        // so the walk is one comparison on the record it reads anyway.
-        const Span* sp = spans_.data();
-        int i = bucket_[static_cast<size_t>(static_cast<int>(t * 1023.0f))];
-        while (sp[i].next <= t)
-            ++i;
-        return i;
+    // The span findInterval gives for a t in 0..1 of a sorted gradient. With
+    // the interior positions sorted, the bisection's answer is the number of
+    // interior nodes at or before t; the table gives the span for the start
+    // of t's bucket (b / 1023.0f <= t for every t with (int)(t * 1023) = b),
+    // and a short walk the rest.
+    const Span& spanOf(float t) const {
+        // The table holds byte offsets into spans_, which saves scaling an
+        // index on every call and survives copying. Each span holds where the
+        // next one starts (+infinity for the last), so the walk is one
+        // comparison on the record it reads anyway.
+        const Span* sp = reinterpret_cast<const Span*>(
+            reinterpret_cast<const char*>(spans_.data()) +
+            bucket_[static_cast<size_t>(static_cast<int>(t * 1023.0f))]);
+        while (sp->next <= t)
+            ++sp;
+        return *sp;
     }
     void rebuildTable() {
         // The ends count as 0 and 1; the last span's end colour is the start
@@ -237,28 +250,21 @@ private:
             const float lo = static_cast<float>(b) / 1023.0f;
             while (j + 1 < count - 1 && sorted_[static_cast<size_t>(j) + 1] <= lo)
                 ++j;
-            bucket_[static_cast<size_t>(b)] = j;
+            bucket_[static_cast<size_t>(b)] = static_cast<std::ptrdiff_t>(j * sizeof(Span));
         }
     }
     // The sort itself, out of line: evaluate's loop keeps only the test.
     void resort();
+    float resortPassing(float t);
     void rebuildPointers();
     void invalidateCache() const { cachedID = cachedIndex = -1; }
 
-    // One interval of position order, as evaluate blends over it.
-    struct Span {
-        T c0;           // colour at the start
-        T delta;        // colour at the end minus c0
-        float start;    // position of the start (0 for the start node)
-        float next;     // where the walk moves on: the end, +infinity for the last span
-        double inverse; // 1 / (end - start), 0 for an empty interval
-    };
     // Positions in byPosition order (the ends as 0 and 1), the intervals and,
-    // per 1/1023 bucket of 0..1, the interval its start falls in: rebuilt
-    // with every sort, so that evaluate reads two small tables.
+    // per 1/1023 bucket of 0..1, the byte offset of the interval its start falls in:
+    // rebuilt with every sort, so that evaluate reads two small tables.
     std::vector<float> sorted_;
     std::vector<Span> spans_;
-    std::vector<int> bucket_;
+    std::vector<std::ptrdiff_t> bucket_;
     int tableFlags_ = -1; // flags the tables were built for (never dirty)
 };
 
@@ -321,6 +327,12 @@ void VxGradDescription<T>::resort() {
     flags &= ~kOrderDirty;
     rebuildTable();
     tableFlags_ = flags;
+}
+
+template <class T>
+float VxGradDescription<T>::resortPassing(float t) {
+    resort();
+    return t;
 }
 
 template <class T>

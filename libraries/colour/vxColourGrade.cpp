@@ -91,6 +91,11 @@ int VxColourGrade::slotAt(int place) const {
     return order[place < 0 ? 0 : (place >= n ? n - 1 : place)];
 }
 
+float VxColourGrade::preparePassing(float t) {
+    prepare();
+    return t;
+}
+
 void VxColourGrade::prepare() {
     // Nothing below may run off the arrays, whatever a derived class left in count.
     if (count < 0)
