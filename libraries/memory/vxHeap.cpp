@@ -4,7 +4,6 @@
 #include "vxHost.h"
 #include "vxTexNotifier.h"
 
-#include <algorithm>
 #include <cstdint>
 #include <cstdio>
 #include <cstdlib>
@@ -67,9 +66,24 @@ bool refusedInFork(const char* what) {
     return true;
 }
 
+// Newest first: a buffer is mostly freed soon after it was made. Equal entries
+// are interchangeable, so which of them is found makes no difference.
 std::vector<void*>::iterator findAllocation(void* p) {
     std::vector<void*>& list = state().gHeapAllocations;
-    return std::find(list.begin(), list.end(), p);
+    for (std::size_t i = list.size(); i-- > 0;)
+        if (list[i] == p)
+            return list.begin() + static_cast<std::ptrdiff_t>(i);
+    return list.end();
+}
+
+// Removes a record keeping the others in allocation order; the newest, the
+// usual case, without the general erase.
+void dropAllocation(std::vector<void*>::iterator it) {
+    std::vector<void*>& list = state().gHeapAllocations;
+    if (it + 1 == list.end())
+        list.pop_back();
+    else
+        list.erase(it);
 }
 
 } // namespace
@@ -179,7 +193,8 @@ void VxMoveHeapMemoryToSystemMemory() {
 void* VxMallocFromHeap(unsigned long n) {
     VxHeapState& s = state();
     const bool usable = s.heapSpace != nullptr && s.heapMode == 2 && !VxMpIsForked();
-    if (usable && VxSufficientSpaceInHeap(n)) {
+    // Without the clamp the space check always agrees; skip the call.
+    if (usable && (!s.clampHeap || VxSufficientSpaceInHeap(n))) {
         if (s.debugHeap)
             VxLogPreMallocRequest(n);
         void* p = mspace_malloc(space(), n);
@@ -218,13 +233,13 @@ bool VxFreeFromHeap(void* p) {
                      "Veltrix Warning : VxFreeFromHeap of [%x], which is listed but not in the "
                      "heap. Record dropped.\n",
                      hex32(p));
-        s.gHeapAllocations.erase(it);
+        dropAllocation(it);
         return false;
     }
     if (s.debugHeap)
         VxLogPreFreeRequest(p);
     mspace_free(space(), p); // null (a failed request's record) frees nothing
-    s.gHeapAllocations.erase(it);
+    dropAllocation(it);
     ++s.freeCount;
     return true;
 }
@@ -348,7 +363,7 @@ void VxRemoveFromHeapList(void* p) {
                      hex32(p));
         return;
     }
-    state().gHeapAllocations.erase(it);
+    dropAllocation(it);
 }
 
 void VxLogFullHeapInfo() {

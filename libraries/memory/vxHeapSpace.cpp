@@ -117,9 +117,8 @@ void link(VxHeapSpace* s, Chunk* c) {
     s->slMap[fl] |= 1u << sl;
 }
 
-void unlink(VxHeapSpace* s, Chunk* c) {
-    unsigned fl, sl;
-    listOf(sizeOf(c) / kAlign, fl, sl);
+// Takes c out of its list, (fl, sl).
+void unlink(VxHeapSpace* s, Chunk* c, unsigned fl, unsigned sl) {
     if (c->next)
         c->next->prev = c->prev;
     if (c->prev)
@@ -133,14 +132,19 @@ void unlink(VxHeapSpace* s, Chunk* c) {
     }
 }
 
-// Puts `neu` in the place `old` has in the free lists. Splitting a chunk and
-// merging into a free neighbour usually leave the size in the same list (the
-// big free chunk at the top, above all), and then the links are handed over
-// in place: one list update instead of an unlink and a link. `old` must still
-// carry its size, `neu` its new one.
-void replace(VxHeapSpace* s, Chunk* old, Chunk* neu) {
-    unsigned fo, so, fn, sn;
-    listOf(sizeOf(old) / kAlign, fo, so);
+void unlink(VxHeapSpace* s, Chunk* c) {
+    unsigned fl, sl;
+    listOf(sizeOf(c) / kAlign, fl, sl);
+    unlink(s, c, fl, sl);
+}
+
+// Puts `neu` in the place `old` has in the free lists; (fo, so) is the list
+// `old` is in. Splitting a chunk and merging into a free neighbour usually
+// leave the size in the same list (the big free chunk at the top, above all),
+// and then the links are handed over in place: one list update instead of an
+// unlink and a link. `old` must still carry its size, `neu` its new one.
+void replace(VxHeapSpace* s, Chunk* old, unsigned fo, unsigned so, Chunk* neu) {
+    unsigned fn, sn;
     listOf(sizeOf(neu) / kAlign, fn, sn);
     if (fo != fn || so != sn) {
         unlink(s, old);
@@ -157,20 +161,27 @@ void replace(VxHeapSpace* s, Chunk* old, Chunk* neu) {
         s->heads[fo][so] = neu;
 }
 
+void replace(VxHeapSpace* s, Chunk* old, Chunk* neu) {
+    unsigned fo, so;
+    listOf(sizeOf(old) / kAlign, fo, so);
+    replace(s, old, fo, so, neu);
+}
+
 // How many chunks of the request's own list are looked at when no larger list
 // can serve it: enough to find the last big chunk of a nearly full space,
 // few enough to keep allocation O(1).
 constexpr int kExactListProbes = 8;
 
-// A free chunk of at least `need` bytes, or null. The request is rounded up to
-// the start of the next list so that any chunk of the list found will do;
-// failing that, the first few chunks of its own list are tried, since a chunk
-// there may still be large enough (the whole space, for one).
-Chunk* findFit(VxHeapSpace* s, std::size_t need) {
+// A free chunk of at least `need` bytes and the list it is in (fl, sl), or
+// null. The request is rounded up to the start of the next list so that any
+// chunk of the list found will do; failing that, the first few chunks of its
+// own list are tried, since a chunk there may still be large enough (the
+// whole space, for one).
+Chunk* findFit(VxHeapSpace* s, std::size_t need, unsigned& fl, unsigned& sl) {
     std::size_t units = need / kAlign;
-    unsigned fl, sl;
-    listOf(units, fl, sl);
-    Chunk* own = fl < kFlCount ? s->heads[fl][sl] : nullptr;
+    unsigned ownFl, ownSl;
+    listOf(units, ownFl, ownSl);
+    Chunk* own = ownFl < kFlCount ? s->heads[ownFl][ownSl] : nullptr;
     if (units >= kSlCount)
         units += (std::size_t{1} << (highBit(units) - kSlLog)) - 1;
     listOf(units, fl, sl);
@@ -183,8 +194,12 @@ Chunk* findFit(VxHeapSpace* s, std::size_t need) {
             slBits = s->slMap[fl];
         }
     }
-    if (slBits != 0)
-        return s->heads[fl][lowBit64(slBits)];
+    if (slBits != 0) {
+        sl = lowBit64(slBits);
+        return s->heads[fl][sl];
+    }
+    fl = ownFl;
+    sl = ownSl;
     for (int i = 0; own != nullptr && i < kExactListProbes; ++i, own = own->next)
         if (sizeOf(own) >= need)
             return own;
@@ -266,7 +281,8 @@ void* mspace_malloc(mspace space, std::size_t n) {
     if (n > whole) // also keeps the rounding below from overflowing
         return nullptr;
     const std::size_t need = (n + kHeader + kAlign - 1) & ~(kAlign - 1);
-    Chunk* c = findFit(space, need);
+    unsigned fl, sl;
+    Chunk* c = findFit(space, need, fl, sl);
     if (c == nullptr)
         return nullptr;
     const std::size_t size = sizeOf(c);
@@ -275,10 +291,10 @@ void* mspace_malloc(mspace space, std::size_t n) {
         rest->head = size - need;
         rest->prevSize = need;
         above(rest)->prevSize = size - need;
-        replace(space, c, rest);
+        replace(space, c, fl, sl, rest);
         c->head = need;
     } else {
-        unlink(space, c);
+        unlink(space, c, fl, sl);
     }
     c->head |= kInUse;
     return payloadOf(c);
