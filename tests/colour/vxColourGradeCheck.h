@@ -15,46 +15,41 @@
 inline std::string GradeInvariantError(const VxColourGrade& g) {
     if (g.count < 2 || g.count > VxColourGrade::kMaxKeys)
         return "count " + std::to_string(g.count);
-    int used[VxColourGrade::kMaxKeys] = {};
-    int maxSlot = -1;
+    int used[VxColourGrade::kMaxKeys] = {}, maxSlot = -1;
     for (int i = 0; i < g.count; ++i) {
         const int s = g.slotAt(i);
-        if (s < 0 || s >= VxColourGrade::kMaxKeys || used[s]++)
-            return "order place " + std::to_string(i) + " slot " + std::to_string(s);
-        if (g.key(s).orderIndex != i)
-            return "orderIndex of slot " + std::to_string(s);
+        auto at = [&](const char* what) {
+            return what + std::to_string(s) + " at " + std::to_string(i);
+        };
+        if (s < 0 || s >= VxColourGrade::kMaxKeys || used[s]++ || g.key(s).orderIndex != i)
+            return at("order or orderIndex: slot ");
         maxSlot = s > maxSlot ? s : maxSlot;
         const VxColourKey& k = g.key(s);
-        if (!(k.position >= 0.0f && k.position <= 1.0f))
-            return "position of slot " + std::to_string(s);
+        if (!(k.position >= 0.0f && k.position <= 1.0f) ||
+            (i > 0 && k.position < g.key(g.slotAt(i - 1)).position))
+            return at("position unsorted or outside 0..1: slot ");
         for (int c = 0; c < 4; ++c) {
             if (!(std::fabs(k.colour[c]) <= VxColourGrade::kMaxChannel))
-                return "colour of slot " + std::to_string(s);
+                return at("colour: slot ");
         }
-        if (i > 0 && k.position < g.key(g.slotAt(i - 1)).position)
-            return "order not sorted at " + std::to_string(i);
     }
     for (int s = 0; s < VxColourGrade::kMaxKeys; ++s) {
         if (!used[s] && g.key(s).orderIndex != -1)
             return "free slot " + std::to_string(s) + " has a place";
     }
-    if (g.maxSlot != maxSlot)
-        return "maxSlot";
-    return std::string();
+    return g.maxSlot == maxSlot ? std::string() : "maxSlot";
 }
 
 // The grade's evaluation written out directly: a linear scan for the first key
 // beyond t and the deltas taken from the neighbours, with the same arithmetic.
 inline VxRGBAf ModelColour(const VxColourGrade& g, float t) {
-    if (!(t > 0.0f))
-        t = 0.0f;
-    else if (t > 1.0f)
-        t = 1.0f;
+    t = !(t > 0.0f) ? 0.0f : t > 1.0f ? 1.0f : t;
     int i = 0;
     while (i < g.count && g.key(g.slotAt(i)).position <= t)
         ++i;
-    const int slot = i >= g.count ? g.slotAt(g.count - 2) : (i > 0 ? g.slotAt(i - 1) : 0);
-    const VxColourKey& k = g.key(slot);
+    const VxColourKey& k = g.key(i >= g.count ? g.slotAt(g.count - 2)
+                                 : i > 0      ? g.slotAt(i - 1)
+                                              : 0);
     VxRGBAf delta;
     float invSpan = 0.0f;
     const int place = k.orderIndex;
@@ -84,17 +79,15 @@ inline bool SameColour(const VxRGBAf& a, const VxRGBAf& b) {
 // model at 65 places across 0..1.
 inline void AbortUnlessSound(VxColourGrade& g) {
     g.prepare();
-    const std::string error = GradeInvariantError(g);
+    std::string error = GradeInvariantError(g);
+    for (int i = 0; i <= 64 && error.empty(); ++i) {
+        const float t = static_cast<float>(i) / 64.0f;
+        if (!SameColour(g.colour(t), ModelColour(g, t)))
+            error = "colour(" + std::to_string(t) + ") differs from the model";
+    }
     if (!error.empty()) {
         std::fprintf(stderr, "broken grade: %s\n", error.c_str());
         std::abort();
-    }
-    for (int i = 0; i <= 64; ++i) {
-        const float t = static_cast<float>(i) / 64.0f;
-        if (!SameColour(g.colour(t), ModelColour(g, t))) {
-            std::fprintf(stderr, "colour(%g) differs from the model\n", static_cast<double>(t));
-            std::abort();
-        }
     }
 }
 

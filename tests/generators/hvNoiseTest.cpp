@@ -12,6 +12,7 @@
 #include <cstring>
 #include <limits>
 #include <random>
+#include <utility>
 #include <vector>
 
 namespace {
@@ -25,15 +26,16 @@ uint32_t Bits(float f) {
 #define EXPECT_SAME_BITS(a, b) EXPECT_EQ(Bits(a), Bits(b)) << (a) << " vs " << (b)
 #define ASSERT_SAME_BITS(a, b) ASSERT_EQ(Bits(a), Bits(b)) << (a) << " vs " << (b)
 
-// ---- The model: every step spelled out, nothing shared with the library.
-
-uint32_t ModelHash(uint32_t n) {
-    uint32_t m = n ^ (n << 13);
-    return (m * (m * m * 15731u + 789221u) + 1376312589u) & 0x7fffffffu;
+float Uniform(std::mt19937& g, float lo, float hi) {
+    return std::uniform_real_distribution<float>(lo, hi)(g);
 }
 
-float ModelU(uint32_t n) {
-    return 1.0f - static_cast<float>(ModelHash(n)) * 9.313225746154785e-10f;
+// ---- The model: every step spelled out, nothing shared with the library.
+
+float ModelU(uint32_t n) { // the integer hash, mapped to -1 .. 1
+    const uint32_t m = n ^ (n << 13);
+    const uint32_t h = (m * (m * m * 15731u + 789221u) + 1376312589u) & 0x7fffffffu;
+    return 1.0f - static_cast<float>(h) * 9.313225746154785e-10f;
 }
 
 std::vector<float> ModelTable(int seed) {
@@ -43,9 +45,7 @@ std::vector<float> ModelTable(int seed) {
         const float z = ModelU(i * (s + 1));
         const double r = static_cast<float>(std::sqrt(1.0 - double(z) * double(z)));
         const double theta = double(ModelU(i * (s + 104761 * i))) * 6.283185307179586;
-        t.push_back(static_cast<float>(std::cos(theta) * r));
-        t.push_back(static_cast<float>(std::sin(theta) * r));
-        t.push_back(z);
+        t.insert(t.end(), {float(std::cos(theta) * r), float(std::sin(theta) * r), z});
     }
     return t;
 }
@@ -60,34 +60,29 @@ float Model(const float* t, int d, const float* p, bool gradient = false, int co
         if (!std::isfinite(p[a]))
             return 0.0f;
         const double x = p[a];
-        const int64_t cell = std::fabs(x) < 9.2e18 ? static_cast<int64_t>(std::trunc(x)) : 0;
-        c[a] = static_cast<uint32_t>(cell - (x < 0 ? 1 : 0));
-        f[a] = std::fabs(x) < 9.2e18 ? static_cast<float>(x - double(cell - (x < 0 ? 1 : 0)))
-                                     : (x < 0 ? 1.0f : 0.0f);
+        const bool fits = std::fabs(x) < 9.2e18;
+        const int64_t cell = (fits ? static_cast<int64_t>(std::trunc(x)) : 0) - (x < 0 ? 1 : 0);
+        c[a] = static_cast<uint32_t>(cell);
+        f[a] = fits ? static_cast<float>(x - double(cell)) : (x < 0 ? 1.0f : 0.0f);
     }
     std::vector<float> v;
     for (int corner = 0; corner < (1 << d); ++corner) {
         uint32_t index = 0;
-        float dot = 0.0f;
-        bool first = true;
-        for (int a = 0; a < d; ++a) {
-            const int up = (corner >> a) & 1;
-            index += (c[a] + up) * prime[a];
-        }
+        for (int a = 0; a < d; ++a)
+            index += (c[a] + ((corner >> a) & 1)) * prime[a];
         const float* g = t + 3 * (index & 1023);
+        float dot = 0.0f;
         for (int a = 0; a < d; ++a) {
             const float o = (corner >> a) & 1 ? f[a] - 1.0f : f[a];
-            dot = first ? g[a] * o : dot + g[a] * o;
-            first = false;
+            dot = a == 0 ? g[a] * o : dot + g[a] * o;
         }
         v.push_back(gradient ? g[comp] : dot);
     }
-    for (int a = 0; a < d; ++a) {
+    for (int a = 0; a < d; ++a) { // blend pairs along x, then y, ...
         const float s = f[a] * f[a] * (3.0f - 2.0f * f[a]);
-        std::vector<float> next;
-        for (size_t j = 0; j + 1 < v.size(); j += 2)
-            next.push_back(v[j] + s * (v[j + 1] - v[j]));
-        v = next;
+        for (size_t j = 0; 2 * j + 1 < v.size(); ++j)
+            v[j] = v[2 * j] + s * (v[2 * j + 1] - v[2 * j]);
+        v.resize(v.size() / 2);
     }
     return v[0];
 }
@@ -104,10 +99,6 @@ float ModelOctaves(const HvFractalNoise& n, int octaves, int d, const float* p) 
         sum = k == 0 ? v : sum + v * (1.0f / float(1 << k));
     }
     return sum;
-}
-
-float Uniform(std::mt19937& g, float lo, float hi) {
-    return std::uniform_real_distribution<float>(lo, hi)(g);
 }
 
 // ---- Tests
@@ -133,13 +124,8 @@ TEST(HvNoise, TablesFollowTheHash) {
         for (int i = 0; i < 3072; ++i)
             ASSERT_EQ(Bits(n.table[i]), Bits(model[i])) << "seed " << seed << " float " << i;
         EXPECT_EQ(Bits(n.table[3072]), Bits(n.table[0]));
-        for (int i = 0; i < 1024; ++i) {
-            const float* g = n.table + 3 * i;
-            EXPECT_NEAR(g[0] * g[0] + g[1] * g[1] + g[2] * g[2], 1.0f, 1e-6f);
-        }
     }
     EXPECT_EQ(0, std::memcmp(HvGNoise().table, HvGNoise(1).table, sizeof(HvGNoise::table)));
-    EXPECT_NE(0, std::memcmp(HvGNoise(5).table, HvGNoise(6).table, sizeof(HvGNoise::table)));
     // Octave k + 1 of seed s is octave k of seed s + 1, also across the int wrap.
     for (int seed : {10, INT_MAX - 3}) {
         const HvFractalNoise a(seed), b(static_cast<int>(static_cast<unsigned>(seed) + 1u));
@@ -187,33 +173,37 @@ TEST(HvNoise, ValuesAndGradientsMatchTheModel) {
 
 TEST(HvNoise, EdgeCases) {
     const HvGNoise g(9);
-    const float inf = std::numeric_limits<float>::infinity(), nan = std::nanf("");
     std::mt19937 rng(11);
     for (int i = 0; i < 500; ++i) {
-        const float x = std::round(Uniform(rng, -1000, 1000)),
-                    y = std::round(Uniform(rng, -1000, 1000)),
-                    z = std::round(Uniform(rng, -1000, 1000));
-        EXPECT_EQ(g.Value(x), 0.0f);
-        EXPECT_EQ(g.Value(x, y), 0.0f);
-        EXPECT_EQ(g.Value(x, y, z), 0.0f);
-        EXPECT_EQ(g.Value(x, y, z, std::round(Uniform(rng, -9, 9))), 0.0f);
+        // 0 at lattice points.
+        float l[4];
+        for (float& c : l)
+            c = std::round(Uniform(rng, -1000, 1000));
+        EXPECT_EQ(g.Value(l[0]), 0.0f);
+        EXPECT_EQ(g.Value(l[0], l[1]), 0.0f);
+        EXPECT_EQ(g.Value(l[0], l[1], l[2]), 0.0f);
+        EXPECT_EQ(g.Value(l[0], l[1], l[2], l[3]), 0.0f);
+        // z == 0 (either sign) is the 2-D noise, whatever w is.
         const float u = Uniform(rng, -50, 50), v = Uniform(rng, -50, 50);
         EXPECT_SAME_BITS(g.Value(u, v, 0.0f), g.Value(u, v));
         EXPECT_SAME_BITS(g.Value(u, v, -0.0f), g.Value(u, v));
         EXPECT_SAME_BITS(g.Value(u, v, 0.0f, Uniform(rng, -9, 9)), g.Value(u, v));
+        // Wrapped noise repeats, is the plain noise away from the wrap and for period 0.
         const int period = 1 + i % 37;
         EXPECT_SAME_BITS(g.ValueWrapped(u + float(period), period), g.ValueWrapped(u, period));
         EXPECT_SAME_BITS(g.ValueWrapped(u, 0), g.Value(u));
-        const float q = std::round(u * 64) / 64, r = std::round(v * 64) / 64;
-        EXPECT_SAME_BITS(g.Value(q + 1024, r, 0.3f), g.Value(q, r, 0.3f)); // period 1024
-        EXPECT_SAME_BITS(g.Value(q, r, 0.25f - 1024), g.Value(q, r, 0.25f - 2048));
-        if (u >= 0 && u < float(period - 1)) { // away from the wrap: the plain noise
+        if (u >= 0 && u < float(period - 1)) {
             EXPECT_SAME_BITS(g.ValueWrapped(u, period), g.Value(u));
         }
+        // The lattice hash repeats every 1024 cells.
+        const float q = std::round(u * 64) / 64, r = std::round(v * 64) / 64;
+        EXPECT_SAME_BITS(g.Value(q + 1024, r, 0.3f), g.Value(q, r, 0.3f));
+        EXPECT_SAME_BITS(g.Value(q, r, 0.25f - 1024), g.Value(q, r, 0.25f - 2048));
     }
     EXPECT_TRUE(std::isfinite(g.ValueWrapped(-2147483648.0f, -1)));
     EXPECT_TRUE(std::isfinite(g.ValueWrapped(-5.5f, INT_MIN)));
-    for (float bad : {inf, -inf, nan}) {
+    const float inf = std::numeric_limits<float>::infinity();
+    for (float bad : {inf, -inf, std::nanf("")}) {
         EXPECT_EQ(g.Value(bad), 0.0f);
         EXPECT_EQ(g.Value(0.5f, bad, 0.5f), 0.0f);
         EXPECT_EQ(g.ValueWrapped(bad, 4), 0.0f);
@@ -221,17 +211,16 @@ TEST(HvNoise, EdgeCases) {
         g.Gradient(gx, gy, gz, bad, 0.5f, 0.5f);
         EXPECT_TRUE(gx == 0 && gy == 0 && gz == 0);
     }
-    EXPECT_EQ(HvFractalNoise::iterMax(0), 0.5f);
-    EXPECT_EQ(HvFractalNoise::iterMax(1), 0.5f);
-    EXPECT_EQ(HvFractalNoise::iterMax(3), 0.875f);
-    EXPECT_EQ(HvFractalNoise::iterMax(20), 1.0f - 1.0f / 256.0f);
+    const std::pair<int, float> bounds[] = {
+        {0, 0.5f}, {1, 0.5f}, {3, 0.875f}, {20, 1 - 1 / 256.0f}};
+    for (auto [octaves, bound] : bounds)
+        EXPECT_EQ(HvFractalNoise::iterMax(octaves), bound) << octaves;
 
     // A rotation turns the gradients; a singular matrix only renormalises.
     HvGNoise r(9), s(9);
-    HvMatrix44 rot;
+    HvMatrix44 rot, flat;
     rot.RotateZ(0.7f).RotateX(-0.2f);
     r.XfmTable(rot);
-    HvMatrix44 flat;
     flat.Scale(1.0f, 1.0f, 0.0f);
     s.XfmTable(flat);
     for (int i = 0; i < 1024; ++i) {
@@ -253,26 +242,22 @@ TEST(HvNoise, RowsMatchSingleSamples) {
     const Sum sums[6] = {&HvFractalNoise::value3, &HvFractalNoise::value4, &HvFractalNoise::value5,
                          &HvFractalNoise::value6, &HvFractalNoise::value7, &HvFractalNoise::value8};
     for (int row = 0; row < 600; ++row) {
-        const int count = 1 + row % 203;
+        const int count = 1 + row % 203, octaves = row % 10;
+        const int o = octaves < 1 ? 1 : (octaves > 8 ? 8 : octaves);
         const float scale = row % 5 == 0 ? 70000.0f : 200.0f;
         const float x0 = Uniform(rng, -scale, scale), dx = Uniform(rng, -2, 2) * scale / 100;
         float y = Uniform(rng, -scale, scale), z = Uniform(rng, -scale, scale);
-        if (row % 6 == 1)
-            z = 0.0f; // the 2-D shortcut at octave 0
-        if (row % 6 == 2)
-            z = -0.25f; // ... and at octave 1
-        if (row % 6 == 3)
-            y = std::round(y);
-        const int octaves = row % 10;
+        // The 2-D shortcut at octave 0 and at octave 1, and whole y.
+        z = row % 6 == 1 ? 0.0f : row % 6 == 2 ? -0.25f : z;
+        y = row % 6 == 3 ? std::round(y) : y;
         n.valueRow(octaves, out.data(), count, x0, dx, y, z);
         for (int i = 0; i < count; ++i) {
-            const float x = x0 + static_cast<float>(i) * dx;
-            const float p[3] = {x, y, z};
-            const int o = octaves < 1 ? 1 : (octaves > 8 ? 8 : octaves);
-            const float want = o >= 3 ? (n.*sums[o - 3])(x, y, z) : ModelOctaves(n, o, 3, p);
+            const float p[3] = {x0 + static_cast<float>(i) * dx, y, z};
+            const float want = o >= 3 ? (n.*sums[o - 3])(p[0], y, z) : ModelOctaves(n, o, 3, p);
             ASSERT_SAME_BITS(out[i], want) << "row " << row << " sample " << i;
         }
     }
+    // NaN, empty and null rows: zeros, or nothing written.
     out.assign(8, 7.0f);
     n.valueRow(8, out.data(), 8, std::nanf(""), 1.0f, 0.5f, 0.5f);
     n.valueRow(8, out.data(), 0, 0.0f, 1.0f, 0.5f, 0.5f);
@@ -283,46 +268,35 @@ TEST(HvNoise, RowsMatchSingleSamples) {
 // FNV-1a of the bit patterns of a fixed grid of evaluations. Computed once from
 // this implementation after it was checked against the model above; any change
 // of bits on any compiler or machine fails here.
-class Digest {
-public:
-    void add(float f) {
-        const uint32_t u = Bits(f);
-        for (int i = 0; i < 4; ++i)
-            h_ = (h_ ^ ((u >> (8 * i)) & 255u)) * 16777619u;
-    }
-    uint32_t value() const { return h_; }
-
-private:
-    uint32_t h_ = 2166136261u;
-};
-
 uint32_t GoldenDigest(int seed) {
     const HvFractalNoise n(seed);
     const HvGNoise& g = n.noise[0];
-    Digest d;
+    uint32_t h = 2166136261u;
+    auto add = [&h](std::initializer_list<float> fs) {
+        for (float f : fs) {
+            for (int i = 0; i < 4; ++i)
+                h = (h ^ ((Bits(f) >> (8 * i)) & 255u)) * 16777619u;
+        }
+    };
     for (int i = 0; i < 9; ++i)
         for (int j = 0; j < 9; ++j)
             for (int k = 0; k < 5; ++k) {
                 const float x = -7.3f + 1.618f * float(i), y = 3.1f - 0.977f * float(j);
                 const float z = -1.25f + 0.625f * float(k), w = 0.3f * float(i + j) - 2.0f;
                 float gx, gy, gz;
-                d.add(g.Value(x));
-                d.add(g.Value(x, y));
-                d.add(g.Value(x, y, z));
-                d.add(g.Value(x, y, z, w));
-                d.add(g.ValueWrapped(x, 3 + k));
+                add({g.Value(x), g.Value(x, y), g.Value(x, y, z), g.Value(x, y, z, w),
+                     g.ValueWrapped(x, 3 + k)});
                 g.Gradient(gx, gy, gz, x, y, z);
-                d.add(gx), d.add(gy), d.add(gz);
+                add({gx, gy, gz});
                 g.Gradient(gx, gy, x, y);
-                d.add(gx), d.add(gy);
+                add({gx, gy});
                 g.Gradient(gx, z);
-                d.add(gx);
-                d.add(n.value3(x)), d.add(n.value6(x, y)), d.add(n.value8(x, y, z));
-                d.add(n.value4(x, y, z)), d.add(n.value1(x, y, z, w)), d.add(n.value8(x, y, z, w));
+                add({gx, n.value3(x), n.value6(x, y), n.value8(x, y, z), n.value4(x, y, z),
+                     n.value1(x, y, z, w), n.value8(x, y, z, w)});
                 const HvVec3 g1 = n.gradient1(x, y, z), g8 = n.gradient8(x, y, z);
-                d.add(g1.x), d.add(g8.y), d.add(g8.z);
+                add({g1.x, g8.y, g8.z});
             }
-    return d.value();
+    return h;
 }
 
 TEST(HvNoise, GoldenDigests) {

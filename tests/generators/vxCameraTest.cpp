@@ -1,6 +1,6 @@
-// Camera tests: the derived matrices against their definitions, the view test's
-// edge cases, and the frustum queries against pointInView and against each other
-// on random cameras and points.
+// Camera tests: the derived matrices against the view test, the view test's
+// edge cases, and the frustum queries against pointInView and against each
+// other on random cameras and points.
 #include "vxCamera.h"
 
 #include <gtest/gtest.h>
@@ -42,7 +42,9 @@ VxCamera RandomCamera(std::mt19937& g) {
 TEST(VxCamera, MatricesAgreeWithTheViewTest) {
     std::mt19937 rng(1);
     for (int i = 0; i < 20; ++i) {
-        VxCamera c = RandomCamera(rng);
+        VxCamera c = RandomCamera(rng), flipped = c;
+        flipped.flipY = !c.flipY;
+        flipped.calculateAll();
         for (const HvMatrix44& m : {c.cameraToScreenMatrix * c.screenToCameraMatrix,
                                     c.worldToCameraMatrix * c.cameraToWorldMatrix})
             for (int k = 0; k < 16; ++k)
@@ -52,22 +54,25 @@ TEST(VxCamera, MatricesAgreeWithTheViewTest) {
             // screen position maps back to the point's slope.
             const HvVec3 p(Uniform(rng, -20, 20), Uniform(rng, -20, 20), Uniform(rng, 1, 50));
             const HvVec2 s = SeenAt(c, p);
-            const HvVec2 e(std::fmin(std::fabs(s.x), std::fabs(s.x - c.width)),
-                           std::fmin(std::fabs(s.y), std::fabs(s.y - c.height)));
-            if (e.x > 0.5f && e.y > 0.5f) {
+            if (std::fmin(std::fabs(s.x), std::fabs(s.x - c.width)) > 0.5f &&
+                std::fmin(std::fabs(s.y), std::fabs(s.y - c.height)) > 0.5f) {
                 EXPECT_EQ(c.pointInView(p), s.x > 0 && s.x < c.width && s.y > 0 && s.y < c.height);
             }
             const HvVec2 slope = c.screenSpaceToCameraSpace(s);
             EXPECT_NEAR(slope.x, p.x / p.z, 1e-3f);
             EXPECT_NEAR(slope.y, p.y / p.z, 1e-3f);
             // flipY mirrors the screen's y and nothing else.
-            c.flipY = !c.flipY;
-            c.calculateAll();
-            EXPECT_NEAR(SeenAt(c, p).y, c.height - s.y, 1e-3f * c.height);
-            EXPECT_NEAR(SeenAt(c, p).x, s.x, 1e-3f * c.width);
-            c.flipY = !c.flipY;
-            c.calculateAll();
+            EXPECT_NEAR(SeenAt(flipped, p).y, c.height - s.y, 1e-3f * c.height);
+            EXPECT_NEAR(SeenAt(flipped, p).x, s.x, 1e-3f * c.width);
+            // The axis ahead is in view at any distance, everything behind is not.
+            EXPECT_TRUE(c.pointInView(HvVec3(0, 0, p.z * 20 - 20)));
+            EXPECT_FALSE(c.pointInView(HvVec3(p.x, p.y, -p.z * 20 + 20 - 1e-3f)));
         }
+        // The edge of the view is included, and the camera's own position.
+        EXPECT_TRUE(c.pointInView(HvVec3(0, 0, 0)));
+        const float ys = 4.0f / (2.0f * c.focalFactor);
+        EXPECT_TRUE(c.pointInView(HvVec3(0, ys * 0.99999f, 4.0f)));
+        EXPECT_FALSE(c.pointInView(HvVec3(0, ys * 1.0001f, 4.0f)));
         // The camera looks along (sin yaw, 0, cos yaw) when only turned by yaw.
         c.pitch = c.roll = 0;
         c.calculateAll();
@@ -75,21 +80,6 @@ TEST(VxCamera, MatricesAgreeWithTheViewTest) {
         EXPECT_NEAR(ahead.x, 0.0f, 1e-6f);
         EXPECT_NEAR(ahead.z, 1.0f, 1e-6f);
     }
-}
-
-TEST(VxCamera, PointInView) {
-    std::mt19937 rng(2);
-    const VxCamera c = RandomCamera(rng);
-    for (int i = 0; i < 1000; ++i) {
-        const float z = Uniform(rng, 0, 1000);
-        EXPECT_TRUE(c.pointInView(HvVec3(0, 0, z)));
-        EXPECT_FALSE(c.pointInView(HvVec3(Uniform(rng, -9, 9), Uniform(rng, -9, 9), -z - 1e-3f)));
-    }
-    EXPECT_TRUE(c.pointInView(HvVec3(0, 0, 0)));
-    // The edge of the view is included.
-    const float z = 4.0f, ys = z / (2.0f * c.focalFactor);
-    EXPECT_TRUE(c.pointInView(HvVec3(0, ys * 0.99999f, z)));
-    EXPECT_FALSE(c.pointInView(HvVec3(0, ys * 1.0001f, z)));
 }
 
 TEST(VxCamera, FrustumPlanesCornersAndCells) {
@@ -105,31 +95,33 @@ TEST(VxCamera, FrustumPlanesCornersAndCells) {
         c.frustrumToPlanes(pl[0], pl[1], pl[2], pl[3], pl[4], pl[5], target, HvVec2(0, 0));
         HvVec3 corner[2][2][2];
         c.frustrumToWorld(corner, target);
-        int o[6];
+        int o[6], base[6];
         c.frustrumToOctants(o[0], o[1], o[2], o[3], o[4], o[5], target, HvVec2(0, 0));
-        int base[6];
         c.Camera::frustrumToOctants(base[0], base[1], base[2], base[3], base[4], base[5], target);
         for (int k = 0; k < 6; ++k)
             EXPECT_EQ(o[k], base[k]);
+        auto inCells = [&o](const HvVec3& q) {
+            for (int a = 0; a < 3; ++a) {
+                if (!(o[2 * a] <= std::floor(q[a]) && std::floor(q[a]) <= o[2 * a + 1]))
+                    return false;
+            }
+            return true;
+        };
 
-        // Every corner is on three planes and inside the others; it lies in
-        // the cells.
+        // Every corner is on three planes and inside the others, and in the cells.
         const float scale = c.farClip * (world ? 1.0f : 0.3f);
-        for (int d = 0; d < 2; ++d)
-            for (int j = 0; j < 2; ++j)
-                for (int i = 0; i < 2; ++i) {
-                    const HvVec3& q = corner[d][j][i];
-                    const float on[3] = {PlaneValue(pl[i], q), PlaneValue(pl[2 + j], q),
-                                         PlaneValue(pl[4 + d], q)};
-                    for (float v : on)
-                        EXPECT_NEAR(v, 0.0f, 1e-4f * scale);
-                    for (int k = 0; k < 6; ++k)
-                        EXPECT_GE(PlaneValue(pl[k], q), -1e-4f * scale);
-                    for (int a = 0; a < 3; ++a) {
-                        EXPECT_LE(o[2 * a], std::floor(q[a]));
-                        EXPECT_GE(o[2 * a + 1], std::floor(q[a]));
-                    }
+        for (int n = 0; n < 8; ++n) {
+            const int i = n & 1, j = n >> 1 & 1, d = n >> 2;
+            const HvVec3& q = corner[d][j][i];
+            for (int k = 0; k < 6; ++k) {
+                const float v = PlaneValue(pl[k], q);
+                EXPECT_GE(v, -1e-4f * scale);
+                if (k == i || k == 2 + j || k == 4 + d) {
+                    EXPECT_NEAR(v, 0.0f, 1e-4f * scale);
                 }
+            }
+            EXPECT_TRUE(inCells(q));
+        }
 
         // Random points: inside the planes exactly when pointInView and
         // within the clip distances (points too close to a plane to call are
@@ -137,9 +129,10 @@ TEST(VxCamera, FrustumPlanesCornersAndCells) {
         const HvMatrix44 toCamera = Invert(target) * c.worldToCameraMatrix;
         for (int i = 0; i < 2000; ++i) {
             HvVec3 q;
-            for (int a = 0; a < 3; ++a)
-                q[a] = Uniform(rng, std::floor(corner[1][0][0][a]) - scale,
-                               std::floor(corner[1][0][0][a]) + scale);
+            for (int a = 0; a < 3; ++a) {
+                const float f = std::floor(corner[1][0][0][a]);
+                q[a] = Uniform(rng, f - scale, f + scale);
+            }
             if (i % 2)
                 q = (corner[0][0][0] + corner[1][1][1]) * 0.5f +
                     HvVec3(Uniform(rng, -1, 1), Uniform(rng, -1, 1), Uniform(rng, -1, 1)) *
@@ -156,11 +149,10 @@ TEST(VxCamera, FrustumPlanesCornersAndCells) {
             EXPECT_EQ(in, c.pointInView(p) && p.z >= c.nearClip && p.z <= c.farClip);
             (in ? inside : outside)++;
             if (in) {
-                const int ci = int(std::floor(q.x)), cj = int(std::floor(q.y)),
-                          ck = int(std::floor(q.z));
-                EXPECT_TRUE(VxCheckOctAgainstFrustrum(pl, ci, cj, ck, HvVec3(1, 1, 1)));
-                EXPECT_TRUE(o[0] <= ci && ci <= o[1] && o[2] <= cj && cj <= o[3] && o[4] <= ck &&
-                            ck <= o[5]);
+                EXPECT_TRUE(VxCheckOctAgainstFrustrum(pl, int(std::floor(q.x)),
+                                                      int(std::floor(q.y)), int(std::floor(q.z)),
+                                                      HvVec3(1, 1, 1)));
+                EXPECT_TRUE(inCells(q));
             }
         }
 
@@ -174,16 +166,13 @@ TEST(VxCamera, FrustumPlanesCornersAndCells) {
                            Uniform(rng, c.nearClip + 0.1f, c.farClip - 0.1f));
             const HvVec2 s = SeenAt(c, p);
             const float margin = 0.01f * (c.width + c.height);
-            const float dx = std::fmin(std::fabs(s.x - sx0), std::fabs(s.x - sx1));
-            const float dy = std::fmin(std::fabs(s.y - sy0), std::fabs(s.y - sy1));
-            if (dx < margin || dy < margin)
+            if (std::fmin(std::fabs(s.x - sx0), std::fabs(s.x - sx1)) < margin ||
+                std::fmin(std::fabs(s.y - sy0), std::fabs(s.y - sy1)) < margin)
                 continue;
-            const bool seen = (s.x - sx0) * (s.x - sx1) < 0 && (s.y - sy0) * (s.y - sy1) < 0;
-            const HvVec3 q = p * c.cameraToWorldMatrix;
             bool in = true;
             for (const HvVec4& plane : pl)
-                in = in && PlaneValue(plane, q) >= 0;
-            EXPECT_EQ(in, seen);
+                in = in && PlaneValue(plane, p * c.cameraToWorldMatrix) >= 0;
+            EXPECT_EQ(in, (s.x - sx0) * (s.x - sx1) < 0 && (s.y - sy0) * (s.y - sy1) < 0);
         }
     }
     EXPECT_GT(inside, 1000);

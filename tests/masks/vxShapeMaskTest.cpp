@@ -14,6 +14,14 @@ namespace {
 
 const float kNaN = std::numeric_limits<float>::quiet_NaN();
 
+// The outer interval of a row (axis 0) or column at `at`, to within 1e-3.
+void ExpectOuter(VxCanonicalShapeMask& m, int axis, float at, float lo, float hi) {
+    HvBox1 r;
+    ASSERT_TRUE(axis == 0 ? m.outerBoundingLine(r, at) : m.outerBoundingColumn(r, at));
+    EXPECT_NEAR(r.xmin, lo, 1e-3f);
+    EXPECT_NEAR(r.xmax, hi, 1e-3f);
+}
+
 TEST(VxShapeMask, IntersectionRoutines) {
     // Linear and degenerate quadratics; a tangent and NaN are misses that
     // leave the outputs alone.
@@ -73,8 +81,8 @@ TEST(VxShapeMask, SetupAndEdgeCases) {
     c.setup();
     EXPECT_TRUE(!c.dirty && !c.inverseStale && c.hasOuter && c.hasInner);
     EXPECT_EQ(c.density(HvVec2(0, 0)), 1.0f);
-    EXPECT_NEAR(c.density(HvVec2(99.5f, 0)), 0.5f, 1e-3f);
-    EXPECT_NEAR(c.density(HvVec2(0, -99.5f)), 0.5f, 1e-3f);
+    for (HvVec2 p : {HvVec2(99.5f, 0), HvVec2(0, -99.5f)})
+        EXPECT_NEAR(c.density(p), 0.5f, 1e-3f);
     EXPECT_EQ(c.density(HvVec2(70.8f, 70.8f)), 0.0f);
     EXPECT_NEAR(c.outerBox.xmin, -100, 1e-4f);
     EXPECT_NEAR(c.outerBox.ymax, 100, 1e-4f);
@@ -122,24 +130,17 @@ TEST(VxShapeMask, SetupAndEdgeCases) {
     for (float y : {300.0f, 436.0f, 564.0f})
         EXPECT_FALSE(t.outerBoundingLine(r, y) || t.outerBoundingColumn(r, y)) << y;
     EXPECT_EQ(r, HvBox1(-7, -7));
-    ASSERT_TRUE(t.outerBoundingLine(r, 500));
-    EXPECT_NEAR(r.xmin, 436, 1e-3f);
-    EXPECT_NEAR(r.xmax, 564, 1e-3f);
-
+    ExpectOuter(t, 0, 500, 436, 564);
     // A box reaching past x = 1000 stops at 1000 on rows (y = 1000 on
     // columns); a circle does not.
     VxShapeMaskBox far;
     far.setCentre(950, 980);
     far.setup();
-    ASSERT_TRUE(far.outerBoundingLine(r, 980));
-    EXPECT_NEAR(r.xmin, 850, 1e-3f);
-    EXPECT_NEAR(r.xmax, 1000, 1e-3f);
-    ASSERT_TRUE(far.outerBoundingColumn(r, 950));
-    EXPECT_NEAR(r.xmax, 1000, 1e-3f);
+    ExpectOuter(far, 0, 980, 850, 1000);
+    ExpectOuter(far, 1, 950, 880, 1000);
     t.setCentre(950, 500);
     t.setup();
-    ASSERT_TRUE(t.outerBoundingLine(r, 500));
-    EXPECT_NEAR(r.xmax, 1014, 1e-3f);
+    ExpectOuter(t, 0, 500, 886, 1014);
 
     // Softness 0 is a hard edge, reported by setup: full density inside, 0
     // (not 0 / 0) on the boundary. A negative softness is one too, and its
@@ -221,11 +222,8 @@ TEST(VxShapeMask, IntervalsMatchBruteForce) {
         const bool box = i % 2 != 0;
         const float rotation = rotations[i / 2 % 4], aspect = aspects[i / 8 % 3];
         const float scale = i / 24 % 2 ? 1.4f : 1.0f, softness = softnesses[i / 48];
-        std::unique_ptr<VxCanonicalShapeMask> m;
-        if (box)
-            m.reset(new VxShapeMaskBox);
-        else
-            m.reset(new VxShapeMaskCircle);
+        std::unique_ptr<VxCanonicalShapeMask> m(
+            box ? static_cast<VxCanonicalShapeMask*>(new VxShapeMaskBox) : new VxShapeMaskCircle);
         m->setScale(scale);
         m->setAspect(aspect);
         m->setCentre(520 * scale, 470 / aspect);
