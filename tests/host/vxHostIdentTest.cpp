@@ -8,15 +8,15 @@
 
 #include <cstdio>
 #include <cstdlib>
+#include <string>
 
 namespace {
 
 // In the child: optionally load a host, then report what the library found.
 void identify(const char* hostLibrary, const char* variable, const char* value,
               int presetLevel = -1) {
-    if (variable != nullptr) {
+    if (variable != nullptr)
         setenv(variable, value, 1);
-    }
     if (hostLibrary != nullptr && dlopen(hostLibrary, RTLD_NOW | RTLD_GLOBAL) == nullptr) {
         std::fprintf(stderr, "cannot load %s\n", hostLibrary);
         std::exit(2);
@@ -30,28 +30,20 @@ void identify(const char* hostLibrary, const char* variable, const char* value,
     std::exit(0);
 }
 
-void expectName(const char* name, int level) {
-    std::string pattern =
-        std::string("^name=<") + name + "> level=" + std::to_string(level) + " stable=1\n$";
-    EXPECT_EXIT(identify(FAKE_HOST_NAME_LIB, "FAKE_HOST_NAME", name), testing::ExitedWithCode(0),
-                pattern)
-        << name;
-}
-
+// Prefixes decide, case-sensitively; a long name outgrows a 15-byte copy.
 TEST(HostIdentity, NamedHostsMapToLevelsByCaseSensitivePrefix) {
-    expectName("burn", 1);
-    expectName("burnXYZ", 1);
-    expectName("flint", 5);
-    expectName("flare", 3);
-    expectName("flame", 8);
-    expectName("flame_2025.1", 8);
-    expectName("inferno", 8);
-    expectName("fire", 6);
-    expectName("Flame", 6);
-    expectName("FLINT", 6);
-    expectName("fla", 6);
-    expectName("", 6);
-    expectName("a-very-long-host-program-name", 6);
+    struct {
+        std::string name;
+        int level;
+    } hosts[] = {
+        {"burn", 1},    {"burnXYZ", 1},      {"flint", 5},           {"flare", 3}, {"flame", 8},
+        {"inferno", 8}, {"fire", 6},         {"Flame", 6},           {"FLINT", 6}, {"fla", 6},
+        {"", 6},        {"flame_2025.1", 8}, {"a-long-host-name", 6}};
+    for (const auto& [name, level] : hosts)
+        EXPECT_EXIT(identify(FAKE_HOST_NAME_LIB, "FAKE_HOST_NAME", name.c_str()),
+                    testing::ExitedWithCode(0),
+                    "^name=<" + name + "> level=" + std::to_string(level) + " stable=1\n$")
+            << name;
 }
 
 TEST(HostIdentity, NoHostIsDiscreetUnknown) {
@@ -62,28 +54,21 @@ TEST(HostIdentity, NoHostIsDiscreetUnknown) {
                 "^name=<DiscreetUnknown> level=6 stable=1\n$");
 }
 
+// The older interface: the first code picks the name, and the report shows
+// the code a second call answers.
 TEST(HostIdentity, OlderInterfaceCodesAndTheirReport) {
-    struct Case {
-        const char* codes;
-        const char* output;
-    } cases[] = {
-        {"1", "^old API returns flint \\[1\\]\nname=<flint> level=5"},
-        {"2", "^old API returns flint \\[2\\]\nname=<flint> level=5"},
-        {"3,7", "^old API returns flame \\[7\\]\nname=<flame> level=8"},
-        {"4", "^old API returns flame \\[4\\]\nname=<flame> level=8"},
-        {"5", "^old API returns inferno \\[5\\]\nname=<inferno> level=8"},
-        {"6", "^old API returns inferno \\[6\\]\nname=<inferno> level=8"},
-        {"7", "^old API returns fire \\[7\\]\nname=<fire> level=6"},
-        {"8", "^old API returns fire \\[8\\]\nname=<fire> level=6"},
-        {"0", "^old API returns burn \\[0\\]\nname=<burn> level=1"},
-        {"9", "^old API returns burn \\[9\\]\nname=<burn> level=1"},
-        {"-1", "^old API returns burn \\[-1\\]\nname=<burn> level=1"},
-    };
-    for (const Case& c : cases) {
-        EXPECT_EXIT(identify(FAKE_HOST_CALLING_SYS_LIB, "FAKE_HOST_CODES", c.codes),
-                    testing::ExitedWithCode(0), c.output)
+    struct {
+        std::string codes, name;
+        int level;
+    } cases[] = {{"1", "flint", 5},   {"2", "flint", 5},   {"3,7", "flame", 8}, {"4", "flame", 8},
+                 {"5", "inferno", 8}, {"6", "inferno", 8}, {"7", "fire", 6},    {"8", "fire", 6},
+                 {"0", "burn", 1},    {"9", "burn", 1},    {"-1", "burn", 1}};
+    for (const auto& c : cases)
+        EXPECT_EXIT(identify(FAKE_HOST_CALLING_SYS_LIB, "FAKE_HOST_CODES", c.codes.c_str()),
+                    testing::ExitedWithCode(0),
+                    "^old API returns " + c.name + " \\[" + c.codes.substr(c.codes.rfind(',') + 1) +
+                        "\\]\nname=<" + c.name + "> level=" + std::to_string(c.level))
             << c.codes;
-    }
 }
 
 TEST(HostIdentity, PresetLevelOverridesTheLookup) {

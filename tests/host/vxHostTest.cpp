@@ -13,6 +13,8 @@ namespace {
 
 constexpr int kMaxWorkers = 16;
 using Ints = std::vector<int>;
+using testing::internal::CaptureStderr;
+using testing::internal::GetCapturedStderr;
 
 unsigned long hostWorker() {
     unsigned long h = 0;
@@ -23,6 +25,11 @@ unsigned long hostWorker() {
 void useWorkers(int n) {
     VxStandaloneHostSetWorkers(n);
     SpMpSetSize(n, 1, n);
+}
+
+template <typename F>
+VxMpWork work(F f) {
+    return reinterpret_cast<VxMpWork>(f);
 }
 
 Ints forkState() {
@@ -80,9 +87,9 @@ TEST(HostBridge, SetSizeKeepsAStaleEvenShare) {
     VxMpSetNProcs(12); // deliberately inert
     EXPECT_EQ(VxMpGetNProcs(), 2);
 
-    testing::internal::CaptureStderr();
+    CaptureStderr();
     EXPECT_EQ(SpMpSetSize(7, 7, 0), 0); // refused
-    EXPECT_EQ(countOf(testing::internal::GetCapturedStderr(), "SpMpSetSize"), 1);
+    EXPECT_EQ(countOf(GetCapturedStderr(), "SpMpSetSize"), 1);
     EXPECT_EQ(forkState(), Ints({9, 3, 3, 2, 10, 1, 0}));
 
     // Products beyond 32 bits wrap, and INT_MIN / -1 is no trap.
@@ -106,18 +113,14 @@ Ints idsPerHostWorker(int workers, int size0, int nProcs) {
     VxStandaloneHostSetWorkers(workers);
     SpMpSetSize(size0, 1, nProcs);
     IdProbe probe;
-    VxMpFork(reinterpret_cast<VxMpWork>(&probeIds), 1, &probe);
+    VxMpFork(work(&probeIds), 1, &probe);
     EXPECT_EQ(probe.forkedSeen.load(), workers);
-    Ints ids;
-    for (int i = 0; i < workers; ++i)
-        ids.push_back(probe.ids[i].load());
-    return ids;
+    return Ints(probe.ids, probe.ids + workers);
 }
 
 TEST(HostBridge, WorkerIdIsTheScaledHostNumberRoundedHalfUp) {
-    // 3/4 -> 1; 6/4 = 1.5 rounds up to 2; 9/4 -> 2.
-    EXPECT_EQ(idsPerHostWorker(4, 4, 3), Ints({0, 1, 2, 2}));
-    // A model over many scalings: exact quotients, else float rounding half up.
+    // Host worker h of sizeProduct t, with p processes, is h*p/t: exact
+    // quotients as they are, else rounded half up in float (6/4 = 1.5 -> 2).
     for (int t = 1; t <= 9; ++t) {
         for (int p = 1; p <= 9; ++p) {
             const Ints ids = idsPerHostWorker(8, t, p);
@@ -129,89 +132,61 @@ TEST(HostBridge, WorkerIdIsTheScaledHostNumberRoundedHalfUp) {
         }
     }
     // A zero size product is reported by every worker, whose id is then 0.
-    testing::internal::CaptureStderr();
+    CaptureStderr();
     EXPECT_EQ(idsPerHostWorker(2, 0, 1), Ints({0, 0}));
-    EXPECT_EQ(countOf(testing::internal::GetCapturedStderr(), "SpMpGetId"), 2);
+    EXPECT_EQ(countOf(GetCapturedStderr(), "SpMpGetId"), 2);
 }
 
-// Each worker adds the sum of its arguments into its own slot.
+// Adds 1000 + 1*a + 2*b + ... of the words it was given into the worker's slot.
 std::atomic<long> gSum[kMaxWorkers];
-void add(VxWord v) {
-    gSum[hostWorker()].fetch_add(static_cast<long>(v));
-}
-void work0() {
-    add(1000);
-}
-void work1(VxWord a) {
-    add(a);
-}
-void work2(VxWord a, VxWord b) {
-    add(a + 2 * b);
-}
-void work3(VxWord a, VxWord b, VxWord c) {
-    add(a + 2 * b + 3 * c);
-}
-void work4(VxWord a, VxWord b, VxWord c, VxWord d) {
-    add(a + 2 * b + 3 * c + 4 * d);
-}
-void work5(VxWord a, VxWord b, VxWord c, VxWord d, VxWord e) {
-    add(a + 2 * b + 3 * c + 4 * d + 5 * e);
-}
-void work6(VxWord a, VxWord b, VxWord c, VxWord d, VxWord e, VxWord f) {
-    add(a + 2 * b + 3 * c + 4 * d + 5 * e + 6 * f);
+template <typename... W>
+void add(W... w) {
+    long k = 0, sum = 1000;
+    ((sum += ++k * static_cast<long>(w)), ...);
+    gSum[hostWorker()].fetch_add(sum);
 }
 
-// The sums every worker saw since the last call.
-std::vector<long> takeSums(int n) {
-    std::vector<long> sums;
-    for (int i = 0; i < n; ++i)
-        sums.push_back(gSum[i].exchange(0));
-    return sums;
+// What each of three workers added since the last call.
+void expectEach(long want) {
+    for (int i = 0; i < 3; ++i)
+        EXPECT_EQ(gSum[i].exchange(0), want) << "worker " << i;
 }
-using Longs = std::vector<long>;
 
 TEST(HostBridge, ForkForwardsUpToSixWordsToEveryWorker) {
     useWorkers(3);
     using W = VxWord;
-    auto fork = [](auto fn) { return reinterpret_cast<VxMpWork>(fn); };
-    const VxWord big = VxWord(1) << 40; // whole words survive the trip
-    VxMpFork(&work0, 0);
-    EXPECT_EQ(takeSums(3), Longs(3, 1000));
-    VxMpFork(fork(&work1), 1, big);
-    EXPECT_EQ(takeSums(3), Longs(3, static_cast<long>(big)));
-    VxMpFork(fork(&work2), 2, W(1), W(2));
-    EXPECT_EQ(takeSums(3), Longs(3, 5));
-    VxMpFork(fork(&work3), 3, W(1), W(2), W(3));
-    EXPECT_EQ(takeSums(3), Longs(3, 14));
-    VxMpFork(fork(&work4), 4, W(1), W(2), W(3), W(4));
-    EXPECT_EQ(takeSums(3), Longs(3, 30));
-    VxMpFork(fork(&work5), 5, W(1), W(2), W(3), W(4), W(5));
-    EXPECT_EQ(takeSums(3), Longs(3, 55));
-    VxMpFork(fork(&work6), 6, W(1), W(2), W(3), W(4), W(5), W(6));
-    EXPECT_EQ(takeSums(3), Longs(3, 91));
-    EXPECT_EQ(VxMpIsForked(), 0);
-
+    const VxMpWork forms[] = {work(&add<>),
+                              work(&add<W>),
+                              work(&add<W, W>),
+                              work(&add<W, W, W>),
+                              work(&add<W, W, W, W>),
+                              work(&add<W, W, W, W, W>),
+                              work(&add<W, W, W, W, W, W>)};
+    for (long n = 0; n <= 6; ++n) { // big words: whole words survive the trip
+        VxMpFork(forms[n], static_cast<int>(n), W(1) << 40, W(2) << 40, W(3) << 40, W(4) << 40,
+                 W(5) << 40, W(6) << 40);
+        expectEach(1000 + (n * (n + 1) * (2 * n + 1) / 6 << 40));
+    }
     // Seven arguments, or a negative count, are dropped without a word.
-    testing::internal::CaptureStderr();
-    VxMpFork(&work0, 7, W(1), W(2), W(3), W(4), W(5), W(6), W(7));
-    VxMpFork(&work0, -1);
-    EXPECT_EQ(testing::internal::GetCapturedStderr(), "");
-    EXPECT_EQ(takeSums(3), Longs(3, 0));
+    CaptureStderr();
+    VxMpFork(forms[0], 7, W(1), W(2), W(3), W(4), W(5), W(6), W(7));
+    VxMpFork(forms[0], -1);
+    EXPECT_EQ(GetCapturedStderr(), "");
+    expectEach(0);
     EXPECT_EQ(VxMpIsForked(), 0);
 }
 
 void forkAgain(std::atomic<int>* ran) {
     ran->fetch_add(1);
-    VxMpFork(reinterpret_cast<VxMpWork>(&forkAgain), 1, ran);
+    VxMpFork(work(&forkAgain), 1, ran);
 }
 
 TEST(HostBridge, NestedForkIsRefusedAndTheOuterForkCompletes) {
     useWorkers(4);
     std::atomic<int> ran{0};
-    testing::internal::CaptureStderr();
-    VxMpFork(reinterpret_cast<VxMpWork>(&forkAgain), 1, &ran);
-    EXPECT_EQ(
-        countOf(testing::internal::GetCapturedStderr(), "VxMpFork - recursive fork detected\n"), 4);
+    CaptureStderr();
+    VxMpFork(work(&forkAgain), 1, &ran);
+    EXPECT_EQ(countOf(GetCapturedStderr(), "VxMpFork - recursive fork detected\n"), 4);
     EXPECT_EQ(ran.load(), 4);
     EXPECT_EQ(VxMpIsForked(), 0);
 }
@@ -229,7 +204,7 @@ TEST(HostBridge, BackToBackForksRunEveryWorkerExactlyOnce) {
             useWorkers(n);
             std::atomic<long> runs{0};
             for (int i = 0; i < 2000; ++i)
-                VxMpFork(reinterpret_cast<VxMpWork>(&countRuns), 1, &runs);
+                VxMpFork(work(&countRuns), 1, &runs);
             EXPECT_EQ(runs.load(), 2000L * n) << "spin " << spin;
         }
     }
@@ -247,7 +222,7 @@ void cautiousShare(Cautious* c, VxMatrixThread* mt) {
 
 void cautiousFromWorker(Cautious* c) {
     VxMatrixThread mt;
-    mt.cautiousVxMpFork(reinterpret_cast<VxMpWork>(&cautiousShare), 2, c, &mt);
+    mt.cautiousVxMpFork(work(&cautiousShare), 2, c, &mt);
     c->forkedFlags.fetch_add(static_cast<int>(mt.forked));
 }
 
@@ -256,17 +231,17 @@ TEST(HostBridge, MatrixThreadForksAtTopLevelAndRunsDirectlyInsideAWorker) {
     Cautious top;
     VxMatrixThread mt;
     EXPECT_EQ(mt.forked, 0u);
-    mt.cautiousVxMpFork(reinterpret_cast<VxMpWork>(&cautiousShare), 2, &top, &mt);
+    mt.cautiousVxMpFork(work(&cautiousShare), 2, &top, &mt);
     EXPECT_EQ(Ints({top.runs, top.idSum, top.nProcs, static_cast<int>(mt.forked)}),
               Ints({3, 0 + 1 + 2, 3, 0}));
-    mt.cautiousVxMpFork(reinterpret_cast<VxMpWork>(&cautiousShare), 7, &top, &mt, 0, 0, 0, 0, 0);
+    mt.cautiousVxMpFork(work(&cautiousShare), 7, &top, &mt, 0, 0, 0, 0, 0);
     EXPECT_EQ(top.runs.load(), 3); // seven arguments run nothing
 
     // Inside a worker: one direct share per outer worker, no recursion report.
     Cautious inner;
-    testing::internal::CaptureStderr();
-    VxMpFork(reinterpret_cast<VxMpWork>(&cautiousFromWorker), 1, &inner);
-    EXPECT_EQ(testing::internal::GetCapturedStderr(), "");
+    CaptureStderr();
+    VxMpFork(work(&cautiousFromWorker), 1, &inner);
+    EXPECT_EQ(GetCapturedStderr(), "");
     EXPECT_EQ(Ints({inner.runs, inner.idSum, inner.nProcs, inner.forkedFlags}), Ints({3, 0, 1, 3}));
 }
 

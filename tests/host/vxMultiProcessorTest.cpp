@@ -20,6 +20,8 @@ void useWorkers(int n) {
     SpMpSetSize(n, 1, n);
 }
 
+using Shares = std::vector<std::pair<int, int>>;
+
 // Every worker's share of `total`, indexed by worker id.
 struct ShareProbe {
     int total;
@@ -30,63 +32,43 @@ void probeShare(ShareProbe* p) {
     int begin = -1, end = -1;
     range(p->total, begin, end);
     const int id = VxMpGetID();
-    if (id >= 0 && id < kMaxWorkers) {
+    if (id >= 0 && id < kMaxWorkers)
         p->share[id] = {begin, end};
-    }
 }
 
-std::vector<std::pair<int, int>> shares(int total, int workers) {
+Shares shares(int total, int workers) {
     useWorkers(workers);
-    ShareProbe probe;
-    probe.total = total;
+    ShareProbe probe{total, {}};
     VxMpFork(reinterpret_cast<VxMpWork>(&probeShare), 1, &probe);
-    return std::vector<std::pair<int, int>>(probe.share, probe.share + workers);
+    return Shares(probe.share, probe.share + workers);
 }
 
-using Shares = std::vector<std::pair<int, int>>;
-
+// Contiguous shares of ceil(total / n), the last worker taking the rest: an
+// inverted, empty share when the others already reach total (3 over 8: 7 to 3).
 TEST(Range, SharesPartitionTheIndicesForEveryCount) {
     for (int workers = 1; workers <= 9; ++workers) {
-        for (int total : {0, 1, 2, 5, 7, 8, 9, 16, 17, 31, 100, 4096, 4097}) {
+        for (int total : {0, 1, 2, 3, 5, 7, 8, 9, 16, 17, 31, 100, 4096, 4097}) {
             const Shares got = shares(total, workers);
             const int chunk = (total + workers - 1) / workers;
-            std::vector<int> cover(static_cast<size_t>(total), 0);
             for (int id = 0; id < workers; ++id) {
-                const int b = got[id].first, e = got[id].second;
-                EXPECT_EQ(b, id * chunk);
-                EXPECT_EQ(e, id == workers - 1 ? total : std::min(b + chunk, total));
-                for (int i = b; i < e; ++i) {
-                    ++cover[static_cast<size_t>(i)];
-                }
-            }
-            for (int i = 0; i < total; ++i) {
-                ASSERT_EQ(cover[static_cast<size_t>(i)], 1)
-                    << "index " << i << " of " << total << " over " << workers;
+                const int b = id * chunk;
+                const int e = id == workers - 1 ? total : std::min(b + chunk, total);
+                EXPECT_EQ(got[id], std::make_pair(b, e))
+                    << id << " of " << workers << ", " << total;
             }
         }
     }
-    // 3 over 8: the last worker's share is inverted (7 to 3), hence empty.
-    EXPECT_EQ(shares(3, 8).back(), std::make_pair(7, 3));
-
-    SpMpSetSize(1, 1, 1);
-    int begin = -1, end = -1;
-    range(25, begin, end); // outside a fork, one worker: everything
-    EXPECT_EQ(begin, 0);
-    EXPECT_EQ(end, 25);
-    useWorkers(2);
-}
-
-TEST(Range, ExtremeTotalsWrapInsteadOfOverflowing) {
     // Near INT_MAX the historical 32-bit arithmetic wraps; the result is then
-    // meaningless but well defined, and the single worker still gets it all.
+    // meaningless but well defined, and a single worker still gets it all.
     EXPECT_EQ(shares(INT32_MAX, 1), Shares({{0, INT32_MAX}}));
     EXPECT_EQ(shares(INT32_MAX, 2)[1].second, INT32_MAX);
-    // A worker count below 1 splits nothing: worker 0 takes the whole range.
-    SpMpSetSize(1, 1, -2);
-    int begin = -1, end = -1;
-    range(40, begin, end);
-    EXPECT_EQ(std::make_pair(begin, end), std::make_pair(0, 40));
-    useWorkers(2);
+    // Outside a fork with one worker, or with a count below 1, worker 0 takes it all.
+    for (int nProcs : {1, -2}) {
+        SpMpSetSize(1, 1, nProcs);
+        int begin = -1, end = -1;
+        range(40, begin, end);
+        EXPECT_EQ(std::make_pair(begin, end), std::make_pair(0, 40)) << nProcs;
+    }
 }
 
 // Records the calls the frame makes, in order, as "pre t0 p0x3 ... post":
@@ -125,7 +107,7 @@ struct Interrupter {
     }
 };
 
-TEST(MultiProcessor, HooksRunInOrderAroundEveryFork) {
+TEST(MultiProcessor, HooksRunInOrderAroundEveryRepetition) {
     useWorkers(3);
     Recorder r;
     EXPECT_EQ(r.callsToSample, 1);
@@ -144,14 +126,28 @@ TEST(MultiProcessor, HooksRunInOrderAroundEveryFork) {
     single.process();
     EXPECT_EQ(single.log, "pre t0 p0x1 t1 p1x1 t2 p2x1 post");
     EXPECT_EQ(single.forkedInSample.load(), 0);
-    useWorkers(2);
+
+    // The bound is read again after every repetition; none at all when below 1.
+    Recorder shrink;
+    shrink.setCallsToSample(5);
+    shrink.changeCallsAt = 1;
+    shrink.newCalls = 2;
+    shrink.process();
+    EXPECT_EQ(shrink.log, "pre t0 p0x3 t1 p1x3 post");
+    EXPECT_EQ(shrink.currentCall, 2);
+    for (int calls : {0, -3}) {
+        Recorder none;
+        none.setCallsToSample(calls);
+        none.process();
+        EXPECT_EQ(none.log, "pre post");
+        EXPECT_EQ(none.currentCall, 0);
+    }
 }
 
 TEST(MultiProcessor, InterruptionStopsBeforeTheNextHook) {
     useWorkers(2);
     Recorder r;
-    Interrupter in;
-    in.interruptAt = 4; // two checks per repetition: the 4th is repetition 1's second
+    Interrupter in{0, 4}; // two checks per repetition: the 4th is repetition 1's second
     VxInterruptCheck ic = {&in, &Interrupter::check, 0, 0};
     r.interruptCheck = &ic;
     r.setCallsToSample(5);
@@ -175,35 +171,13 @@ TEST(MultiProcessor, InterruptionStopsBeforeTheNextHook) {
     EXPECT_EQ(quietRun.log, "pre t0 p0x2 post");
 }
 
-TEST(MultiProcessor, RepetitionBoundIsReadAgainAfterEveryRepetition) {
-    useWorkers(2);
-    Recorder shrink;
-    shrink.setCallsToSample(5);
-    shrink.changeCallsAt = 1;
-    shrink.newCalls = 2;
-    shrink.process();
-    EXPECT_EQ(shrink.log, "pre t0 p0x2 t1 p1x2 post");
-    EXPECT_EQ(shrink.currentCall, 2);
-    for (int calls : {0, -3}) {
-        Recorder none;
-        none.setCallsToSample(calls);
-        none.process();
-        EXPECT_EQ(none.log, "pre post");
-        EXPECT_EQ(none.currentCall, 0);
-    }
-}
-
 // process() from inside a worker cannot fork again.
-struct Nested : VxMultiProcessor {
+struct Nested : Recorder {
     std::atomic<int> innerSamples{0};
-    struct Inner : VxMultiProcessor {
-        std::atomic<int>* count = nullptr;
-        void sample() override { count->fetch_add(1); }
-    };
     void sample() override {
-        Inner inner;
-        inner.count = &innerSamples;
+        Recorder inner;
         inner.process();
+        innerSamples += inner.samples;
     }
 };
 

@@ -8,16 +8,10 @@
 
 namespace {
 
-using testing::internal::CaptureStderr;
-using testing::internal::GetCapturedStderr;
-
 struct InFork {
-    HostBlock* other;
+    HostBlock *block, *other;
     void* mainBuffer;
-    void* fromHeap = nullptr;
-    void* workerBuffer = nullptr;
-    bool freed = true;
-    std::size_t notifiers = 0;
+    std::size_t notifiers;
 };
 
 void inWorker(InFork* f) {
@@ -26,13 +20,14 @@ void inWorker(InFork* f) {
     VxSetHeapMemoryPtr(f->other->base, f->other->size);
     VxReleaseHeapMemoryPtr();
     VxDisableHeapMemory();
-    f->fromHeap = VxMallocFromHeap(100);
-    f->freed = VxFreeFromHeap(f->mainBuffer);
+    EXPECT_EQ(VxMallocFromHeap(100), nullptr);
+    EXPECT_FALSE(VxFreeFromHeap(f->mainBuffer));
     VxImgFree(f->mainBuffer);
-    f->workerBuffer = VxImgAlloc(100);
-    VxImgFree(f->workerBuffer);
+    void* mine = VxImgAlloc(100);
+    EXPECT_FALSE(f->block->holds(mine));
+    VxImgFree(mine);
     TestTexture local(10);
-    f->notifiers = VxGetHeapState().gNotifiers.size();
+    EXPECT_EQ(VxGetHeapState().gNotifiers.size(), f->notifiers);
 }
 
 TEST(HeapInFork, ChangesAreRefused) {
@@ -40,12 +35,12 @@ TEST(HeapInFork, ChangesAreRefused) {
     SpMpSetSize(2, 1, 2);
     HostBlock block(1 << 16), other(1 << 16);
     VxSetHeapMemoryPtr(block.base, block.size);
-    InFork f{&other, VxImgAlloc(100)};
-    const void* handle = VxGetHeapState().heapSpace;
-    const std::size_t notifiers = VxGetHeapState().gNotifiers.size();
-    CaptureStderr();
+    const VxHeapState& heap = VxGetHeapState();
+    InFork f{&block, &other, VxImgAlloc(100), heap.gNotifiers.size()};
+    const void* handle = heap.heapSpace;
+    testing::internal::CaptureStderr();
     VxMpFork(reinterpret_cast<VxMpWork>(&inWorker), 1, &f);
-    EXPECT_EQ(GetCapturedStderr(),
+    EXPECT_EQ(testing::internal::GetCapturedStderr(),
               fmt("Veltrix Warning : VxSetHeapMemoryPtr called in thread. No new heap will be "
                   "set.\n"
                   "Veltrix Warning : VxReleaseHeapMemoryPtr called in thread. Ignoring release "
@@ -54,14 +49,10 @@ TEST(HeapInFork, ChangesAreRefused) {
                   "Veltrix Warning : VxImgFree of heap buffer [%x] called in thread. Left in "
                   "the heap.\n",
                   hex32(f.mainBuffer)));
-    EXPECT_EQ(VxGetHeapState().heapSpace, handle);
-    EXPECT_EQ(VxGetHeapState().heapMode, 2);
-    EXPECT_EQ(f.fromHeap, nullptr);
-    EXPECT_FALSE(f.freed);
-    EXPECT_FALSE(block.holds(f.workerBuffer));
-    EXPECT_EQ(f.notifiers, notifiers);
-    EXPECT_EQ(VxGetHeapState().gNotifiers.size(), notifiers); // nor unregistered
-    EXPECT_EQ(VxGetHeapState().gHeapAllocations, std::vector<void*>{f.mainBuffer});
+    EXPECT_EQ(heap.heapSpace, handle);
+    EXPECT_EQ(heap.heapMode, 2);
+    EXPECT_EQ(heap.gNotifiers.size(), f.notifiers); // nor unregistered
+    EXPECT_EQ(heap.gHeapAllocations, std::vector<void*>{f.mainBuffer});
     VxImgFree(f.mainBuffer);
     VxReleaseHeapMemoryPtr();
 }

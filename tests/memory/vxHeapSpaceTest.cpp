@@ -5,38 +5,36 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <array>
 #include <cstdint>
 #include <cstring>
 #include <map>
 #include <memory>
 #include <random>
 #include <string>
-#include <vector>
 
 namespace {
 
 using testing::internal::CaptureStderr;
 using testing::internal::GetCapturedStderr;
 
+// An uninitialised block starting `skew` bytes past a 64-byte boundary.
 struct Block {
     explicit Block(std::size_t n, std::size_t skew = 0)
         : bytes(new unsigned char[n + skew + 64]), size(n) {
-        // Start `skew` bytes past a 64-byte boundary, to test alignment.
         const std::uintptr_t a = reinterpret_cast<std::uintptr_t>(bytes.get());
-        base = bytes.get() + ((64 - a % 64) % 64) + skew;
+        base = bytes.get() + (64 - a % 64) % 64 + skew;
     }
     std::unique_ptr<unsigned char[]> bytes;
     unsigned char* base;
     std::size_t size;
 };
 
-struct Stats {
-    std::size_t total, initial, inUse, avail;
-};
+using Stats = std::array<std::size_t, 4>; // Total, Initial, InUse, Avail
 
 Stats statsOf(mspace s) {
     Stats st{};
-    mspace_get_base_malloc_stats(s, &st.total, &st.initial, &st.inUse, &st.avail);
+    mspace_get_base_malloc_stats(s, &st[0], &st[1], &st[2], &st[3]);
     return st;
 }
 
@@ -46,113 +44,89 @@ VxHeapSpaceCensus censusOf(mspace s) {
     return c;
 }
 
-// The smallest block that holds a space at the given skew: found by trying.
-std::size_t smallestUsable(std::size_t skew) {
-    Block probe(1 << 16, skew);
-    std::size_t n = 64;
-    CaptureStderr();
-    while (!create_mspace_with_base(probe.base, n, 0))
-        ++n;
-    GetCapturedStderr();
-    return n;
+long lines(const std::string& text) {
+    return std::count(text.begin(), text.end(), '\n');
 }
 
 TEST(HeapSpace, RefusesUnusableBlocksWithOneLine) {
     for (std::size_t skew : {0, 1, 17, 63}) {
-        const std::size_t n = smallestUsable(skew);
+        // The smallest usable size at this skew, found by trying.
+        Block probe(1 << 16, skew);
+        std::size_t n = 64;
+        CaptureStderr();
+        while (!create_mspace_with_base(probe.base, n, 0))
+            ++n;
+        GetCapturedStderr();
         Block exact(n, skew);
         CaptureStderr();
         EXPECT_EQ(create_mspace_with_base(exact.base, n - 1, 0), nullptr);
         EXPECT_EQ(create_mspace_with_base(nullptr, 1 << 20, 0), nullptr);
         EXPECT_EQ(create_mspace_with_base(exact.base, SIZE_MAX, 0), nullptr);
         const std::string err = GetCapturedStderr();
-        EXPECT_EQ(std::count(err.begin(), err.end(), '\n'), 3) << err;
+        EXPECT_EQ(lines(err), 3) << err;
         // The smallest space has exactly one 64-byte chunk: 48 payload bytes.
         mspace s = create_mspace_with_base(exact.base, n, 0);
         ASSERT_NE(s, nullptr);
         EXPECT_EQ(mspace_malloc(s, 49), nullptr);
         void* p = mspace_malloc(s, 48);
-        ASSERT_NE(p, nullptr);
-        EXPECT_EQ(reinterpret_cast<std::uintptr_t>(p) % 64, 0u);
+        ASSERT_TRUE(p != nullptr && reinterpret_cast<std::uintptr_t>(p) % 64 == 0);
         EXPECT_EQ(mspace_malloc(s, 0), nullptr);
-        const Stats st = statsOf(s);
-        EXPECT_EQ(st.total, n);
-        EXPECT_EQ(st.initial, 64u + 16u);
-        EXPECT_EQ(st.avail, 16u); // no top chunk: only the foot reserve
+        // No top chunk: only the foot reserve is available.
+        EXPECT_EQ(statsOf(s), (Stats{n, 64 + 16, n - 16, 16}));
         mspace_free(s, p);
-        EXPECT_EQ(statsOf(s).avail, st.initial);
+        EXPECT_EQ(statsOf(s)[3], 64u + 16u);
     }
 }
 
-// Random allocations and frees checked against a model of the live blocks.
+// Random allocations, then frees of everything, checked against a model of
+// the live blocks; each is filled with its own tag, so an overlap shows.
 TEST(HeapSpace, RandomSequencesMatchTheModel) {
     for (unsigned seed = 1; seed <= 12; ++seed) {
+        SCOPED_TRACE(seed);
         std::mt19937 rng(seed);
         const std::size_t capacity = (64 << 10) + rng() % 200000;
         Block b(capacity, rng() % 64);
         mspace s = create_mspace_with_base(b.base, capacity, 0);
         ASSERT_NE(s, nullptr);
-        const Stats fresh = statsOf(s);
-        struct Live {
-            std::size_t n;
-            unsigned char tag;
-        };
-        std::map<unsigned char*, Live> live;
-        for (int step = 0; step < 3000; ++step) {
-            const bool alloc = live.empty() || rng() % 100 < 55;
-            if (alloc) {
+        const std::size_t initial0 = statsOf(s)[1];
+        std::map<unsigned char*, std::pair<std::size_t, unsigned char>> live; // size, tag
+        for (int step = 0; step < 3000 || !live.empty(); ++step) {
+            if (step < 3000 && (live.empty() || rng() % 100 < 55)) {
                 const unsigned kind = rng() % 10;
-                const std::size_t n = kind < 5   ? rng() % 200
-                                      : kind < 9 ? rng() % 5000
-                                                 : rng() % (capacity / 3);
-                const VxHeapSpaceCensus before = censusOf(s);
+                const std::size_t n = rng() % (kind < 5 ? 200 : kind < 9 ? 5000 : capacity / 3);
+                const std::size_t largest = censusOf(s).largestFree;
                 auto* p = static_cast<unsigned char*>(mspace_malloc(s, n));
                 if (p == nullptr) {
                     // Only refused when no free chunk is within a list step of the need.
                     const std::size_t need = (n + 16 + 63) / 64 * 64;
-                    EXPECT_LT(before.largestFree, need + need / 16 + 64);
+                    EXPECT_LT(largest, need + need / 16 + 64);
                     continue;
                 }
                 ASSERT_EQ(reinterpret_cast<std::uintptr_t>(p) % 64, 0u);
-                ASSERT_GE(p, b.base);
-                ASSERT_LE(p + n, b.base + capacity);
-                auto next = live.lower_bound(p);
-                if (next != live.end()) {
-                    ASSERT_LE(p + n, next->first);
-                }
-                if (next != live.begin()) {
-                    ASSERT_LE(std::prev(next)->first + std::prev(next)->second.n, p);
-                }
+                ASSERT_TRUE(p >= b.base && p + n <= b.base + capacity);
                 const auto tag = static_cast<unsigned char>(rng());
                 std::memset(p, tag, n);
-                live[p] = {n, tag};
+                ASSERT_TRUE(live.emplace(p, std::make_pair(n, tag)).second);
             } else {
-                auto it = live.begin();
-                std::advance(it, rng() % live.size());
-                for (std::size_t i = 0; i < it->second.n; ++i)
-                    ASSERT_EQ(it->first[i], it->second.tag);
+                const auto it = std::next(live.begin(), rng() % live.size());
+                const auto [n, tag] = it->second;
+                ASSERT_EQ(std::count(it->first, it->first + n, tag), static_cast<long>(n));
                 mspace_free(s, it->first);
                 live.erase(it);
             }
             const VxHeapSpaceCensus c = censusOf(s);
-            const Stats st = statsOf(s);
+            const auto [total, initial, inUse, avail] = statsOf(s);
             ASSERT_EQ(c.usedChunks, live.size());
-            ASSERT_EQ(st.total, capacity);
-            ASSERT_EQ(st.initial, fresh.initial);
-            ASSERT_EQ(c.usedBytes + c.freeBytes + 16, st.initial);
-            ASSERT_EQ(st.avail, c.topBytes + 16);
-            ASSERT_EQ(st.inUse + st.avail, st.total);
+            ASSERT_EQ(total, capacity);
+            ASSERT_EQ(initial, initial0);
+            ASSERT_EQ(c.usedBytes + c.freeBytes + 16, initial);
+            ASSERT_EQ(avail, c.topBytes + 16);
+            ASSERT_EQ(inUse + avail, total);
         }
-        for (auto& [p, l] : live)
-            mspace_free(s, p);
         // Everything merges back into the one chunk the space started with.
-        const VxHeapSpaceCensus c = censusOf(s);
-        EXPECT_EQ(c.freeChunks, 1u);
-        EXPECT_EQ(c.largestFree, fresh.initial - 16);
-        const Stats st = statsOf(s);
-        EXPECT_EQ(st.avail, st.initial);
-        EXPECT_EQ(st.inUse, st.total - st.initial);
-        EXPECT_NE(mspace_malloc(s, st.initial - 16 - 16), nullptr);
+        EXPECT_EQ(censusOf(s).freeChunks, 1u);
+        EXPECT_EQ(statsOf(s)[3], initial0);
+        EXPECT_NE(mspace_malloc(s, initial0 - 16 - 16), nullptr);
     }
 }
 
@@ -174,7 +148,7 @@ TEST(HeapSpace, IgnoresFreesOfAnythingButALiveBlock) {
     mspace_free(s, &local);
     mspace_free(s, nullptr); // like free(NULL): nothing, silently
     const std::string err = GetCapturedStderr();
-    EXPECT_EQ(std::count(err.begin(), err.end(), '\n'), 5) << err;
+    EXPECT_EQ(lines(err), 5) << err;
     const VxHeapSpaceCensus after = censusOf(s);
     EXPECT_EQ(after.freeChunks, before.freeChunks);
     EXPECT_EQ(after.usedChunks, before.usedChunks);
@@ -187,9 +161,8 @@ TEST(HeapSpace, IgnoresFreesOfAnythingButALiveBlock) {
     destroy_mspace(s);
     EXPECT_EQ(mspace_malloc(nullptr, 10), nullptr);
     const std::string ended = GetCapturedStderr();
-    EXPECT_EQ(std::count(ended.begin(), ended.end(), '\n'), 4) << ended;
-    const Stats st = statsOf(s);
-    EXPECT_EQ(st.total + st.initial + st.inUse + st.avail, 0u);
+    EXPECT_EQ(lines(ended), 4) << ended;
+    EXPECT_EQ(statsOf(s), Stats{});
     EXPECT_FALSE(mspace_owns(s, q));
     EXPECT_TRUE(mspace_owns(t, r));
 }

@@ -14,6 +14,7 @@ using testing::internal::CaptureStderr;
 using testing::internal::CaptureStdout;
 using testing::internal::GetCapturedStderr;
 using testing::internal::GetCapturedStdout;
+using Ptrs = std::vector<void*>;
 
 const VxHeapState& heap() {
     return VxGetHeapState();
@@ -45,7 +46,7 @@ TEST(Heap, ModesAndBookkeepingFollowTheCalls) {
     void* b = VxImgAlloc(0);
     void* c = VxImgAlloc(5000);
     EXPECT_TRUE(block.holds(a) && block.holds(b) && block.holds(c));
-    EXPECT_EQ(heap().gHeapAllocations, (std::vector<void*>{a, b, c}));
+    EXPECT_EQ(heap().gHeapAllocations, (Ptrs{a, b, c}));
 
     VxDisableHeapMemory();
     EXPECT_EQ(heap().heapMode, 1);
@@ -56,8 +57,8 @@ TEST(Heap, ModesAndBookkeepingFollowTheCalls) {
     VxEnableHeapMemory();
     EXPECT_EQ(heap().heapMode, 2);
     VxAppendToHeapList(b);
-    VxRemoveFromHeapList(a); // the first match goes, the rest keep their order
-    EXPECT_EQ(heap().gHeapAllocations, (std::vector<void*>{c, b}));
+    VxRemoveFromHeapList(a); // the rest keep their order
+    EXPECT_EQ(heap().gHeapAllocations, (Ptrs{c, b}));
     VxRemoveFromHeapList(b);
     VxAppendToHeapList(a);
     VxImgFree(a);
@@ -86,7 +87,6 @@ TEST(Heap, SetRefusesUnusableBlocksAndReplacesAnOldHeap) {
     EXPECT_EQ(heap().heapMode, 1);
 
     VxSetHeapMemoryPtr(first.base, first.size);
-    TestTexture cached(300);
     const void* oldHandle = heap().heapSpace;
     CaptureStderr();
     VxSetHeapMemoryPtr(second.base, second.size);
@@ -94,39 +94,13 @@ TEST(Heap, SetRefusesUnusableBlocksAndReplacesAnOldHeap) {
               fmt("Veltrix Warning : current heap ptr[%x] being replaced by new heap ptr[%x] "
                   "releasing current.\n",
                   hex32(oldHandle), hex32(second.base)));
-    EXPECT_EQ(cached.moves, 1);
-    EXPECT_FALSE(first.holds(cached.data) || second.holds(cached.data));
     EXPECT_EQ(heap().heapMode, 2);
     VxReleaseHeapMemoryPtr();
 }
 
-TEST(Heap, UnclampedOversizeRequestIsRecordedAndReportedAtRelease) {
-    HostBlock block(1 << 16);
-    VxSetHeapMemoryPtr(block.base, block.size);
-    const HeapStats st = heapStats();
-    const int n = i32(block.size * 2);
-    CaptureStderr();
-    EXPECT_EQ(VxMallocFromHeap(block.size * 2), nullptr);
-    EXPECT_EQ(GetCapturedStderr(),
-              fmt("Veltrix Error : Insufficient memory available for request of size [%d]\n"
-                  "FAILED request for [%d] bytes=[NULL]. (Total[0] Used[%d] Available[%d])\n",
-                  n, n, i32(st.total), i32(st.inUse)) +
-                  statsLine());
-    EXPECT_EQ(heap().gHeapAllocations, (std::vector<void*>{nullptr}));
-    EXPECT_EQ(heap().mallocCount, 1);
-    const std::string check = "Veltrix Warning : Heap Manager Error.\n"
-                              "Veltrix Warning : Mallocd[1] Freed[0] Heap Error[1]\n";
-    const std::string stats = statsLine();
-    CaptureStderr();
-    VxHeapError(7);
-    VxReleaseHeapMemoryPtr();
-    EXPECT_EQ(GetCapturedStderr(), check + "Veltrix Warning : reallocation count [7]\n" + stats +
-                                       check + "Veltrix Warning : reallocation count [1]\n" +
-                                       stats);
-    EXPECT_EQ(VxMemoryHeapChunkCount(), 0); // reported, then dropped with the block
-}
-
-TEST(Heap, BadInputGetsOneLineAndNoCrash) {
+// Bad input, an oversize request (recorded as a null) and the count check,
+// line by line.
+TEST(Heap, BadInputAndFailuresGetExactLines) {
     HostBlock block(1 << 16);
     VxSetHeapMemoryPtr(block.base, block.size);
     void* p = VxImgAlloc(100);
@@ -148,7 +122,28 @@ TEST(Heap, BadInputGetsOneLineAndNoCrash) {
                   "heap. Record dropped.\n",
                   hex32(p), hex32(sys), hex32(sys)));
     EXPECT_EQ(VxMemoryHeapChunkCount(), 0);
+
+    // Without the clamp an oversize request reaches the allocator and fails.
+    const HeapStats st = heapStats();
+    const unsigned long n = block.size * 2;
+    CaptureStderr();
+    EXPECT_EQ(VxMallocFromHeap(n), nullptr);
+    EXPECT_EQ(GetCapturedStderr(),
+              fmt("Veltrix Error : Insufficient memory available for request of size [%lu]\n"
+                  "FAILED request for [%lu] bytes=[NULL]. (Total[0] Used[%lu] Available[%lu])\n",
+                  n, n, st.total, st.inUse) +
+                  statsLine());
+    EXPECT_EQ(heap().gHeapAllocations, Ptrs{nullptr});
+    const std::string check = "Veltrix Warning : Heap Manager Error.\n"
+                              "Veltrix Warning : Mallocd[2] Freed[1] Heap Error[1]\n";
+    const std::string stats = statsLine();
+    CaptureStderr();
+    VxHeapError(7);
     VxReleaseHeapMemoryPtr();
+    EXPECT_EQ(GetCapturedStderr(), check + "Veltrix Warning : reallocation count [7]\n" + stats +
+                                       check + "Veltrix Warning : reallocation count [1]\n" +
+                                       stats);
+    EXPECT_EQ(VxMemoryHeapChunkCount(), 0); // reported, then dropped with the block
 }
 
 TEST(TexNotifier, RegistersForItsLifeOutsideForks) {
@@ -163,69 +158,55 @@ TEST(TexNotifier, RegistersForItsLifeOutsideForks) {
     EXPECT_EQ(heap().gNotifiers.size(), before);
 }
 
-// ---------------------------------------------------------------------------
-// Environment switches: each runs in a fresh process that inherits the variable.
-// ---------------------------------------------------------------------------
-
-class HeapEnvironment : public testing::Test {
-protected:
-    void SetUp() override { GTEST_FLAG_SET(death_test_style, "threadsafe"); }
-    void TearDown() override { unsetenv(variable); }
-    void use(const char* name) {
-        variable = name;
-        setenv(name, "", 1); // presence is all that counts
-    }
-    const char* variable = "";
-};
-
-[[noreturn]] void finish(const std::string& failures) {
-    std::fputs(failures.c_str(), stderr);
-    std::exit(failures.empty() ? 0 : 1);
+// The switches are read at load, so `body` runs in a fresh process that
+// inherits `variable`, and returns its failures as text.
+template <typename Body>
+void withVariable(const char* variable, Body body) {
+    GTEST_FLAG_SET(death_test_style, "threadsafe");
+    setenv(variable, "", 1); // presence is all that counts
+    EXPECT_EXIT(
+        {
+            const std::string failures = body();
+            std::fputs(failures.c_str(), stderr);
+            std::exit(failures.empty() ? 0 : 1);
+        },
+        testing::ExitedWithCode(0), "");
+    unsetenv(variable);
 }
 
 std::string expectSame(const std::string& what, const std::string& got, const std::string& want) {
     return got == want ? "" : what + ":\n got: " + got + "\nwant: " + want + "\n";
 }
 
-TEST_F(HeapEnvironment, DisableMakesSetInertAndSilent) {
-    use("VELTRIX_DISABLE_HEAP_MEMORY");
-    EXPECT_EXIT(
-        {
-            HostBlock block(1 << 16);
-            CaptureStderr();
-            VxSetHeapMemoryPtr(block.base, block.size);
-            void* p = VxImgAlloc(100);
-            const bool inert = heap().heapMode == 0 && !block.holds(p) && heap().disableHeap;
-            VxImgFree(p);
-            finish(expectSame("stderr", GetCapturedStderr(), "") + (inert ? "" : "heap set\n"));
-        },
-        testing::ExitedWithCode(0), "");
+TEST(HeapEnvironment, DisableMakesSetInertAndSilent) {
+    withVariable("VELTRIX_DISABLE_HEAP_MEMORY", [] {
+        HostBlock block(1 << 16);
+        CaptureStderr();
+        VxSetHeapMemoryPtr(block.base, block.size);
+        void* p = VxImgAlloc(100);
+        const bool inert = heap().heapMode == 0 && !block.holds(p) && heap().disableHeap;
+        VxImgFree(p);
+        return expectSame("stderr", GetCapturedStderr(), "") + (inert ? "" : "heap set\n");
+    });
 }
 
-TEST_F(HeapEnvironment, ClampRefusesRequestsOfAvailOrMore) {
-    use("VELTRIX_CLAMP_HEAP_MEMORY");
-    EXPECT_EXIT(
-        {
-            std::string bad;
-            HostBlock block(1 << 16);
-            VxSetHeapMemoryPtr(block.base, block.size);
-            const unsigned long avail = VxCurrentAvailableHeapSpace();
-            if (VxSufficientSpaceInHeap(avail) || heap().lastInsufficient != 1)
-                bad += "exactly Avail accepted\n";
-            if (!VxSufficientSpaceInHeap(avail - 1) || heap().lastInsufficient != 0)
-                bad += "Avail - 1 refused\n";
-            if (VxMallocFromHeap(avail) != nullptr || VxMemoryHeapChunkCount() != 0)
-                bad += "clamped request reached the heap\n";
-            void* p = VxMallocFromHeap(avail - 32); // exactly the top chunk
-            if (!block.holds(p) || VxCurrentAvailableHeapSpace() != 16)
-                bad += "largest request failed\n";
-            VxImgFree(p);
-            VxReleaseHeapMemoryPtr();
-            if (VxSufficientSpaceInHeap(1) || heap().lastInsufficient != 1)
-                bad += "no heap, yet space\n";
-            finish(bad);
-        },
-        testing::ExitedWithCode(0), "");
+TEST(HeapEnvironment, ClampRefusesRequestsOfAvailOrMore) {
+    withVariable("VELTRIX_CLAMP_HEAP_MEMORY", [] {
+        std::string bad;
+        auto need = [&bad](bool ok, const char* what) { bad += ok ? "" : what; };
+        HostBlock block(1 << 16);
+        VxSetHeapMemoryPtr(block.base, block.size);
+        const unsigned long avail = VxCurrentAvailableHeapSpace();
+        need(!VxSufficientSpaceInHeap(avail) && heap().lastInsufficient == 1, "Avail accepted\n");
+        need(VxSufficientSpaceInHeap(avail - 1) && heap().lastInsufficient == 0, "less refused\n");
+        need(!VxMallocFromHeap(avail) && VxMemoryHeapChunkCount() == 0, "clamp reached heap\n");
+        void* p = VxMallocFromHeap(avail - 32); // exactly the top chunk
+        need(block.holds(p) && VxCurrentAvailableHeapSpace() == 16, "largest request failed\n");
+        VxImgFree(p);
+        VxReleaseHeapMemoryPtr();
+        need(!VxSufficientSpaceInHeap(1) && heap().lastInsufficient == 1, "no heap, yet space\n");
+        return bad;
+    });
 }
 
 // Both streams of `step`, stdout first, then stderr.
@@ -240,7 +221,7 @@ std::string outputOf(Step step) {
 
 std::string usage() {
     const HeapStats s = heapStats();
-    return fmt("(Total[%d] Used[%d] Available[%d])", i32(s.total), i32(s.inUse), i32(s.avail));
+    return fmt("(Total[%lu] Used[%lu] Available[%lu])", s.total, s.inUse, s.avail);
 }
 
 std::string releaseLine(void* p) {
@@ -249,62 +230,57 @@ std::string releaseLine(void* p) {
     return line.str();
 }
 
-TEST_F(HeapEnvironment, DebugWritesEveryLineExactly) {
-    use("VELTRIX_PRINT_DEBUG_MEM_HEAP");
-    EXPECT_EXIT(
-        {
-            std::string bad;
-            HostBlock block(1 << 16);
-            const std::string set = outputOf([&] { VxSetHeapMemoryPtr(block.base, block.size); });
-            bad += expectSame("set", set,
-                              fmt("Initialised Heap with Ptr[%x] Data Size[%d]\n",
-                                  hex32(block.base), i32(block.size)) +
-                                  statsLine());
-            const unsigned h = hex32(heap().heapSpace);
-            const std::string before = usage();
-            TestTexture* cached = nullptr;
-            const std::string alloc = outputOf([&] { cached = new TestTexture(1000); });
-            bad += expectSame("alloc", alloc,
-                              fmt("Calling the Heap Malloc of [1000] bytes\n"
-                                  "Requesting[1000] bytes from heap[%x] %s\n"
-                                  "Succesful request for [1000] bytes=[%x]. %s\n",
-                                  h, before.c_str(), hex32(cached->data), usage().c_str()));
-            void* p = VxImgAlloc(64);
-            const std::string freed = releaseLine(p); // the numbers before the free
-            bad += expectSame("free", outputOf([&] { VxImgFree(p); }),
-                              freed + fmt("Calling the Heap Free for [%x]\n", hex32(p)));
-            VxDisableHeapMemory();
-            bad += expectSame("disabled", outputOf([] { VxMallocFromHeap(10); }),
-                              "HEAP FAIL! VxHeapMemoryMalloc said no\n"
-                              "HEAP FAIL! Insufficient space in heap\n");
-            VxEnableHeapMemory();
-            // One cached image: moved, and its old buffer freed through the
-            // heap, so the counts balance and no count check is written.
-            const unsigned old = hex32(cached->data);
-            const std::string moved = releaseLine(cached->data);
-            bad += expectSame("release", outputOf([] { VxReleaseHeapMemoryPtr(); }),
-                              moved + fmt("Moving heap data that persists to system memory, "
-                                          "assuming intentionally cached.\n"
-                                          "Calling the Heap Malloc of [1000] bytes\n"
-                                          "HEAP FAIL! VxHeapMemoryMalloc said no\n"
-                                          "HEAP FAIL! Insufficient space in heap\n"
-                                          "Calling the Heap Free for [%x]\n"
-                                          "Reallocating [%x].\n"
-                                          "Reallocation completed.\n"
-                                          "Releasing heap [%x] and setting to NULL\n",
-                                          old, old, h));
-            bad += expectSame("no heap", outputOf([] {
-                                  VxMallocFromHeap(10);
-                                  VxReleaseHeapMemoryPtr();
-                              }),
-                              "HEAP FAIL! No Heap, so using system memory\n"
-                              "HEAP FAIL! VxHeapMemoryMalloc said no\n"
-                              "HEAP FAIL! Insufficient space in heap\n"
+TEST(HeapEnvironment, DebugWritesEveryLineExactly) {
+    withVariable("VELTRIX_PRINT_DEBUG_MEM_HEAP", [] {
+        std::string bad;
+        HostBlock block(1 << 16);
+        const std::string set = outputOf([&] { VxSetHeapMemoryPtr(block.base, block.size); });
+        bad += expectSame(
+            "set", set,
+            fmt("Initialised Heap with Ptr[%x] Data Size[%lu]\n", hex32(block.base), block.size) +
+                statsLine());
+        const unsigned h = hex32(heap().heapSpace);
+        const std::string before = usage();
+        TestTexture* cached = nullptr;
+        const std::string alloc = outputOf([&] { cached = new TestTexture(1000); });
+        bad += expectSame("alloc", alloc,
+                          fmt("Calling the Heap Malloc of [1000] bytes\n"
+                              "Requesting[1000] bytes from heap[%x] %s\n"
+                              "Succesful request for [1000] bytes=[%x]. %s\n",
+                              h, before.c_str(), hex32(cached->data), usage().c_str()));
+        void* p = VxImgAlloc(64);
+        const std::string freed = releaseLine(p); // the numbers before the free
+        bad += expectSame("free", outputOf([&] { VxImgFree(p); }),
+                          freed + fmt("Calling the Heap Free for [%x]\n", hex32(p)));
+        VxDisableHeapMemory();
+        const std::string fail = "HEAP FAIL! VxHeapMemoryMalloc said no\n"
+                                 "HEAP FAIL! Insufficient space in heap\n";
+        bad += expectSame("disabled", outputOf([] { VxMallocFromHeap(10); }), fail);
+        VxEnableHeapMemory();
+        // One cached image: moved, and its old buffer freed through the heap,
+        // so the counts balance and no count check is written.
+        const unsigned old = hex32(cached->data);
+        const std::string moved = releaseLine(cached->data);
+        bad += expectSame("release", outputOf([] { VxReleaseHeapMemoryPtr(); }),
+                          moved +
+                              "Moving heap data that persists to system memory, assuming "
+                              "intentionally cached.\n"
+                              "Calling the Heap Malloc of [1000] bytes\n" +
+                              fail +
+                              fmt("Calling the Heap Free for [%x]\n"
+                                  "Reallocating [%x].\n"
+                                  "Reallocation completed.\n"
+                                  "Releasing heap [%x] and setting to NULL\n",
+                                  old, old, h));
+        bad += expectSame("no heap", outputOf([] {
+                              VxMallocFromHeap(10);
+                              VxReleaseHeapMemoryPtr();
+                          }),
+                          "HEAP FAIL! No Heap, so using system memory\n" + fail +
                               "ERROR heap [NULL] prior to VxReleaseHeapMemoryPtr\n");
-            outputOf([&] { delete cached; });
-            finish(bad);
-        },
-        testing::ExitedWithCode(0), "");
+        outputOf([&] { delete cached; });
+        return bad;
+    });
 }
 
 } // namespace

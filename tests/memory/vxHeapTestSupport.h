@@ -1,5 +1,5 @@
-// Helpers shared by the heap tests: a host block, a texture stand-in that
-// owns a VxImgAlloc buffer, and printf-style expected log lines.
+// Helpers shared by the heap tests: a host block, a texture that owns a
+// VxImgAlloc buffer, and printf-style expected log lines.
 #ifndef VX_HEAP_TEST_SUPPORT_H
 #define VX_HEAP_TEST_SUPPORT_H
 
@@ -16,12 +16,10 @@
 // A block of "host" memory, 64-byte aligned.
 struct HostBlock {
     explicit HostBlock(std::size_t n) : bytes(n + 64), size(n) {
-        const auto a = reinterpret_cast<std::uintptr_t>(bytes.data());
-        base = bytes.data() + (64 - a % 64) % 64;
+        base = bytes.data() + (64 - reinterpret_cast<std::uintptr_t>(bytes.data()) % 64) % 64;
     }
     bool holds(const void* p) const {
-        const auto* c = static_cast<const unsigned char*>(p);
-        return c >= base && c < base + size;
+        return reinterpret_cast<std::uintptr_t>(p) - reinterpret_cast<std::uintptr_t>(base) < size;
     }
     std::vector<unsigned char> bytes;
     unsigned char* base;
@@ -32,10 +30,7 @@ struct HostBlock {
 class TestTexture final : public VxTexNotifier {
 public:
     explicit TestTexture(int n) : size(n), data(static_cast<unsigned char*>(VxImgAlloc(n))) {}
-    TestTexture(const TestTexture&) = delete;
-    TestTexture& operator=(const TestTexture&) = delete;
     ~TestTexture() { VxImgFree(data); }
-
     int Reallocate() override {
         auto* fresh = static_cast<unsigned char*>(VxImgAlloc(size));
         if (fresh == nullptr)
@@ -43,8 +38,7 @@ public:
         std::memcpy(fresh, data, static_cast<std::size_t>(size));
         VxImgFree(data);
         data = fresh;
-        ++moves;
-        return 1;
+        return ++moves;
     }
     void* GetVoidData() const override { return data; }
 
@@ -53,6 +47,7 @@ public:
     int moves = 0;
 };
 
+// Pointers are logged by their low 32 bits.
 inline unsigned hex32(const void* p) {
     return static_cast<unsigned>(reinterpret_cast<std::uintptr_t>(p));
 }
@@ -76,20 +71,16 @@ inline HeapStats heapStats() {
     return s;
 }
 
-inline int i32(unsigned long n) {
-    return static_cast<int>(static_cast<unsigned>(n));
-}
-
-// The statistics line as the heap writes it now.
+// The statistics line as the heap writes it now (the test blocks are small,
+// so %lu prints what the heap's 32-bit %d does).
 inline std::string statsLine() {
     const void* h = VxGetHeapState().heapSpace;
     if (h == nullptr)
         return "Veltrix Heap Stats : HeapPtr[0] NO HEAP FOUND.\n";
     const HeapStats s = heapStats();
-    return fmt("Veltrix Heap Stats : HeapPtr[%x] Total[%d] Initial[%d] InUse[%d] Avail[%d] "
-               "Acquired from system[%d]\n",
-               hex32(h), i32(s.total), i32(s.initial), i32(s.inUse), i32(s.avail),
-               i32(s.total - s.initial));
+    return fmt("Veltrix Heap Stats : HeapPtr[%x] Total[%lu] Initial[%lu] InUse[%lu] Avail[%lu] "
+               "Acquired from system[%lu]\n",
+               hex32(h), s.total, s.initial, s.inUse, s.avail, s.total - s.initial);
 }
 
 #endif

@@ -4,13 +4,12 @@
 
 #include <gtest/gtest.h>
 
-#include <dirent.h>
-
 #include <atomic>
 #include <chrono>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
+#include <filesystem>
 #include <stdexcept>
 #include <string>
 #include <thread>
@@ -19,6 +18,8 @@
 namespace {
 
 constexpr int kMaxWorkers = 16;
+using testing::internal::CaptureStderr;
+using testing::internal::GetCapturedStderr;
 
 unsigned long workerId() {
     unsigned long id = 99, other = 99;
@@ -27,51 +28,46 @@ unsigned long workerId() {
     return id;
 }
 
-int threadsInProcess() {
-    int n = 0;
-    if (DIR* d = opendir("/proc/self/task")) {
-        while (dirent* e = readdir(d)) {
-            n += e->d_name[0] != '.';
-        }
-        closedir(d);
-    }
-    return n;
+template <typename F>
+VxMpWork work(F f) {
+    return reinterpret_cast<VxMpWork>(f);
+}
+
+long threadsInProcess() {
+    const std::filesystem::directory_iterator tasks("/proc/self/task");
+    return std::distance(begin(tasks), end(tasks));
 }
 
 // The count once it has stopped changing: a joined thread can still be listed
 // for a moment while the kernel finishes its exit.
-int settledThreadsInProcess() {
-    int last = threadsInProcess();
+long settledThreadsInProcess() {
+    long last = threadsInProcess();
     for (int same = 0, i = 0; same < 3 && i < 200; ++i) {
         std::this_thread::sleep_for(std::chrono::milliseconds(2));
-        const int now = threadsInProcess();
+        const long now = threadsInProcess();
         same = now == last ? same + 1 : 0;
         last = now;
     }
     return last;
 }
 
+// Every worker waits (bounded) until all have arrived: this only succeeds when
+// the shares really run at the same time.
 struct Rendezvous {
     int workers;
-    std::atomic<int> arrived{0};
-    std::atomic<int> runs[kMaxWorkers];
+    std::atomic<int> arrived{0}, runs[kMaxWorkers]{};
     std::atomic<bool> allMet{true};
 };
 
-// Every worker waits (bounded) until all have arrived: this only succeeds when
-// the shares really run at the same time.
 void meet(Rendezvous* r) {
     const unsigned long id = workerId();
-    if (id < kMaxWorkers) {
+    if (id < kMaxWorkers)
         r->runs[id].fetch_add(1);
-    }
     r->arrived.fetch_add(1);
     const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(20);
     while (r->arrived.load() < r->workers) {
-        if (std::chrono::steady_clock::now() > deadline) {
-            r->allMet.store(false);
-            return;
-        }
+        if (std::chrono::steady_clock::now() > deadline)
+            return r->allMet.store(false);
         std::this_thread::yield();
     }
 }
@@ -79,66 +75,53 @@ void meet(Rendezvous* r) {
 TEST(StandaloneHost, EveryWorkerRunsOnceConcurrentlyWithItsOwnNumber) {
     for (int n : {1, 2, 3, 4, 7}) {
         VxStandaloneHostSetWorkers(n);
-        EXPECT_EQ(VxStandaloneHostWorkers(), n);
-        Rendezvous r;
-        r.workers = n;
-        for (auto& c : r.runs) {
-            c.store(0);
-        }
-        sparkMpFork(reinterpret_cast<VxMpWork>(&meet), 1, &r);
+        Rendezvous r{n};
+        sparkMpFork(work(&meet), 1, &r);
         EXPECT_TRUE(r.allMet.load()) << n << " workers";
-        for (int id = 0; id < kMaxWorkers; ++id) {
+        for (int id = 0; id < kMaxWorkers; ++id)
             EXPECT_EQ(r.runs[id].load(), id < n ? 1 : 0) << "worker " << id << " of " << n;
-        }
     }
     VxStandaloneHostSetWorkers(0);
     EXPECT_EQ(VxStandaloneHostWorkers(),
               static_cast<int>(std::max(1u, std::thread::hardware_concurrency())));
-
     unsigned long outside = 7;
     sparkMpInfo(&outside, nullptr); // null pointers are skipped
     sparkMpInfo(nullptr, nullptr);
     EXPECT_EQ(outside, 0u);
 }
 
-void noArgs() {}
-
-TEST(StandaloneHost, RefusesBadArgumentCounts) {
-    VxStandaloneHostSetWorkers(3);
-
-    testing::internal::CaptureStderr();
-    sparkMpFork(&noArgs, 7);
-    sparkMpFork(&noArgs, -2);
-    sparkMpFork(nullptr, 0); // a null work function runs nothing
-    const std::string err = testing::internal::GetCapturedStderr();
-    EXPECT_NE(err.find("sparkMpFork - 7 arguments, at most 6 are supported"), std::string::npos);
-    EXPECT_NE(err.find("sparkMpFork - -2 arguments"), std::string::npos);
-}
-
 void forkInside(std::atomic<int>* ran) {
     ran->fetch_add(1);
-    sparkMpFork(reinterpret_cast<VxMpWork>(&forkInside), 1, ran);
+    sparkMpFork(work(&forkInside), 1, ran);
     VxStandaloneHostSetWorkers(1);
     VxStandaloneHostShutdown();
 }
 
-TEST(StandaloneHost, WorkersCannotForkOrReconfigure) {
+// Bad argument counts, and forks or configuration from inside a worker, are
+// refused with a line each; the outer fork still runs every share.
+TEST(StandaloneHost, RefusesBadForksAndConfigurationInsideAFork) {
     VxStandaloneHostSetWorkers(3);
     std::atomic<int> ran{0};
-    testing::internal::CaptureStderr();
-    sparkMpFork(reinterpret_cast<VxMpWork>(&forkInside), 1, &ran);
-    const std::string err = testing::internal::GetCapturedStderr();
+    CaptureStderr();
+    sparkMpFork(
+        +[] {}, 7);
+    sparkMpFork(
+        +[] {}, -2);
+    sparkMpFork(nullptr, 0); // a null work function runs nothing
+    sparkMpFork(work(&forkInside), 1, &ran);
+    const std::string err = GetCapturedStderr();
+    for (const char* line :
+         {"sparkMpFork - 7 arguments, at most 6 are supported", "sparkMpFork - -2 arguments",
+          "fork from inside a worker refused", "VxStandaloneHostSetWorkers - ignored inside a fork",
+          "VxStandaloneHostShutdown - ignored inside a fork"})
+        EXPECT_NE(err.find(line), std::string::npos) << line;
     EXPECT_EQ(ran.load(), 3);
-    EXPECT_NE(err.find("fork from inside a worker refused"), std::string::npos);
-    EXPECT_NE(err.find("VxStandaloneHostSetWorkers - ignored inside a fork"), std::string::npos);
-    EXPECT_NE(err.find("VxStandaloneHostShutdown - ignored inside a fork"), std::string::npos);
     EXPECT_EQ(VxStandaloneHostWorkers(), 3);
 }
 
 void throwOnWorkerZero(std::atomic<int>* done) {
-    if (workerId() == 0) {
+    if (workerId() == 0)
         throw std::runtime_error("share 0 failed");
-    }
     std::this_thread::sleep_for(std::chrono::milliseconds(20));
     done->fetch_add(1);
 }
@@ -146,30 +129,23 @@ void throwOnWorkerZero(std::atomic<int>* done) {
 TEST(StandaloneHost, AnExceptionInTheCallersShareWaitsForTheOthers) {
     VxStandaloneHostSetWorkers(3);
     std::atomic<int> done{0};
-    EXPECT_THROW(sparkMpFork(reinterpret_cast<VxMpWork>(&throwOnWorkerZero), 1, &done),
-                 std::runtime_error);
+    EXPECT_THROW(sparkMpFork(work(&throwOnWorkerZero), 1, &done), std::runtime_error);
     EXPECT_EQ(done.load(), 2); // the other shares had finished when it left
-    Rendezvous r;
-    r.workers = 3;
-    sparkMpFork(reinterpret_cast<VxMpWork>(&meet), 1, &r);
+    Rendezvous r{3};           // and the pool still works
+    sparkMpFork(work(&meet), 1, &r);
     EXPECT_TRUE(r.allMet.load());
-}
-
-void countUp(std::atomic<long>* n) {
-    n->fetch_add(1, std::memory_order_relaxed);
 }
 
 // Forks from several threads at once are serialised, never interleaved.
 struct Exclusive {
-    std::atomic<int> inside{0};
-    std::atomic<int> overlaps{0};
+    std::atomic<int> inside{0}, overlaps{0};
     std::atomic<long> runs{0};
 };
+
 void exclusive(Exclusive* e) {
     if (workerId() == 0) {
-        if (e->inside.fetch_add(1) != 0) {
+        if (e->inside.fetch_add(1) != 0)
             e->overlaps.fetch_add(1);
-        }
         std::this_thread::yield();
         e->inside.fetch_sub(1);
     }
@@ -180,16 +156,13 @@ TEST(StandaloneHost, ConcurrentForksAreSerialised) {
     VxStandaloneHostSetWorkers(2);
     Exclusive e;
     std::vector<std::thread> callers;
-    for (int t = 0; t < 3; ++t) {
+    for (int t = 0; t < 3; ++t)
         callers.emplace_back([&e] {
-            for (int i = 0; i < 300; ++i) {
-                sparkMpFork(reinterpret_cast<VxMpWork>(&exclusive), 1, &e);
-            }
+            for (int i = 0; i < 300; ++i)
+                sparkMpFork(work(&exclusive), 1, &e);
         });
-    }
-    for (auto& t : callers) {
+    for (auto& t : callers)
         t.join();
-    }
     EXPECT_EQ(e.overlaps.load(), 0);
     EXPECT_EQ(e.runs.load(), 3 * 300 * 2);
 }
@@ -198,8 +171,7 @@ TEST(StandaloneHost, ProgramNameAndCursorHandler) {
     EXPECT_STREQ(sparkProgramGetName(), "veltrix-standalone");
     VxStandaloneHostSetProgramName("flame");
     EXPECT_STREQ(sparkProgramGetName(), "flame");
-    const std::string longName(400, 'n');
-    VxStandaloneHostSetProgramName(longName.c_str());
+    VxStandaloneHostSetProgramName(std::string(400, 'n').c_str());
     EXPECT_EQ(std::strlen(sparkProgramGetName()), 255u);
     VxStandaloneHostSetProgramName(nullptr);
     EXPECT_STREQ(sparkProgramGetName(), "veltrix-standalone");
@@ -216,22 +188,22 @@ TEST(StandaloneHost, ProgramNameAndCursorHandler) {
     EXPECT_EQ(codes, std::vector<int>({18, -1}));
 }
 
-// Thread life cycle, in fresh child processes so nothing has forked yet.
+// Thread life cycle, in a fresh child process so nothing has forked yet.
+// Differences only: a sanitizer may add a helper thread of its own at the
+// first thread creation.
 void lifeCycle() {
-    const int atStart = threadsInProcess();
+    const long atStart = threadsInProcess();
     VxStandaloneHostSetWorkers(4);
-    const int beforeFork = threadsInProcess();
+    const long beforeFork = threadsInProcess();
     std::atomic<long> n{0};
-    sparkMpFork(reinterpret_cast<VxMpWork>(&countUp), 1, &n);
-    const int afterFork = threadsInProcess();
+    auto countUp = +[](std::atomic<long>* runs) { runs->fetch_add(1); };
+    sparkMpFork(work(countUp), 1, &n);
+    const long afterFork = threadsInProcess();
     VxStandaloneHostShutdown();
-    const int afterShutdown = settledThreadsInProcess();
-    sparkMpFork(reinterpret_cast<VxMpWork>(&countUp), 1, &n);
-    const int restarted = threadsInProcess();
-    // Differences only: a sanitizer may add a helper thread of its own at the
-    // first thread creation.
-    std::fprintf(stderr, "before %d pool %d restarted %d runs %ld\n", beforeFork - atStart,
-                 afterFork - afterShutdown, restarted - afterShutdown, n.load());
+    const long afterShutdown = settledThreadsInProcess();
+    sparkMpFork(work(countUp), 1, &n);
+    std::fprintf(stderr, "before %ld pool %ld restarted %ld runs %ld\n", beforeFork - atStart,
+                 afterFork - afterShutdown, threadsInProcess() - afterShutdown, n.load());
     std::exit(0); // the pool is stopped and joined by the exit handler
 }
 
