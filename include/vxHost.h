@@ -50,7 +50,8 @@ VX_API const VxMpForkState& VxMpGetForkState();
 // the host's processor count, e.g. SpMpSetSize(n, 1, n).
 VX_API int SpMpSetSize(int size0, int size1, int nProcs);
 
-// The worker count, nProcs (1 until SpMpSetSize is called).
+// The worker count, nProcs (1 until SpMpSetSize is called); 1 while a fork
+// with no host runs its work in the caller.
 VX_API int SpMpGetNProcs();
 
 // The calling worker's number. Outside a fork it is 0. Inside, with h the host
@@ -64,7 +65,8 @@ VX_API int SpMpGetId();
 // - Called while a fork is already in progress (from a worker, say) it prints
 //   "VxMpFork - recursive fork detected" and runs nothing.
 // - nArgs above 6 (or negative) runs nothing and reports nothing.
-// - With no host in the process, runs work once in the caller as worker 0.
+// - With no host in the process, runs work once in the caller as worker 0 of
+//   1: meanwhile the worker count reads 1, so the work's shares cover all.
 // Call it from the main line of control only.
 VX_API void VxMpFork(VxMpWork work, int nArgs, ...);
 

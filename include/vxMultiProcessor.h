@@ -76,8 +76,9 @@ public:
 // The calling worker's share of the indices 0 .. total-1: begin to end,
 // exclusive. Shares are contiguous, ceil(total / n) long, the last worker
 // taking whatever remains; a worker whose begin reaches total gets an empty
-// share (begin >= end) and must do nothing. Outside a fork the caller gets
-// the whole range. Provided for int.
+// share (begin >= end) and must do nothing. Outside a fork the caller is
+// worker 0 of VxMpGetNProcs(), so it gets the whole range only while that is
+// 1 (until SpMpSetSize says otherwise). Provided for int.
 template <typename T, typename I>
 void range(T total, I& begin, I& end);
 

@@ -46,11 +46,18 @@ const char* gHostName = "DiscreetUnknown";
 VxTCursorEnum gCurrentCursor = kVxCursorInitial;
 int gDefaultCursorShown = 1;
 
+// Set while a fork with no host runs its work in the caller: the one worker
+// there is then also the only one, whatever SpMpSetSize last said, so that
+// the work's shares (range and the like) cover everything.
+int gSoleWorker = 0;
+
 void hostFork(VxMpWork work, int nArgs, const VxWord* a) {
     VxSparkMpForkFn fork = host().mpFork;
     if (fork == nullptr) {
         // No host: the caller is worker 0 of 1.
+        gSoleWorker = 1;
         VxInvokeWork(work, nArgs, a);
+        gSoleWorker = 0;
         return;
     }
     // The host's fork is variadic, so each count needs its own call.
@@ -154,7 +161,7 @@ int SpMpSetSize(int size0, int size1, int nProcs) {
 }
 
 int SpMpGetNProcs() {
-    return gForkState.nProcs;
+    return gSoleWorker ? 1 : gForkState.nProcs;
 }
 
 int SpMpGetId() {
@@ -222,7 +229,7 @@ int VxMpGetID() {
 }
 
 int VxMpGetNProcs() {
-    return gForkState.nProcs;
+    return SpMpGetNProcs();
 }
 
 void VxMpSetNProcs(int) {}

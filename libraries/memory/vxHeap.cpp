@@ -4,6 +4,7 @@
 #include "vxHost.h"
 #include "vxTexNotifier.h"
 
+#include <algorithm>
 #include <cstdint>
 #include <cstdio>
 #include <cstdlib>
@@ -66,14 +67,11 @@ bool refusedInFork(const char* what) {
     return true;
 }
 
-// Newest first: a buffer is mostly freed soon after it was made. Equal entries
-// are interchangeable, so which of them is found makes no difference.
+// The first record of p: with equal records, the oldest goes first, which
+// keeps what remains in allocation order.
 std::vector<void*>::iterator findAllocation(void* p) {
     std::vector<void*>& list = state().gHeapAllocations;
-    for (std::size_t i = list.size(); i-- > 0;)
-        if (list[i] == p)
-            return list.begin() + static_cast<std::ptrdiff_t>(i);
-    return list.end();
+    return std::find(list.begin(), list.end(), p);
 }
 
 // Removes a record keeping the others in allocation order; the newest, the

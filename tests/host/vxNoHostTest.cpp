@@ -10,13 +10,15 @@
 namespace {
 
 struct Seen {
-    int runs = 0, id = -1, forked = 0;
+    int runs = 0, id = -1, forked = 0, procs = 0;
     std::thread::id thread;
     VxWord sum = 0;
 };
 
 void record(Seen* s, VxWord a, VxWord b, VxWord c, VxWord d, VxWord e) {
-    *s = {s->runs + 1, VxMpGetID(), VxMpIsForked(), std::this_thread::get_id(), a + b + c + d + e};
+    *s = {
+        s->runs + 1,      VxMpGetID(), VxMpIsForked(), SpMpGetNProcs(), std::this_thread::get_id(),
+        a + b + c + d + e};
 }
 
 struct Rows : VxMultiProcessor {
@@ -36,15 +38,18 @@ TEST(NoHost, ForkRunsOnceInTheCaller) {
     EXPECT_EQ(seen.runs, 1);
     EXPECT_EQ(seen.id, 0);
     EXPECT_EQ(seen.forked, 1);
+    EXPECT_EQ(seen.procs, 1);
     EXPECT_EQ(seen.thread, std::this_thread::get_id());
     EXPECT_EQ(seen.sum, 15u);
     EXPECT_EQ(VxMpIsForked(), 0);
-    SpMpSetSize(1, 1, 1);
-    Rows rows; // so the frame gives the caller the whole range
+    EXPECT_EQ(VxMpGetNProcs(), 4);
+    Rows rows; // the one worker's share is every row
+    rows.multiThreaded = 1;
     rows.process();
     EXPECT_EQ(rows.calls, 1);
     EXPECT_EQ(rows.begin, 0);
     EXPECT_EQ(rows.end, 37);
+    SpMpSetSize(1, 1, 1);
 }
 
 TEST(NoHost, CursorCallsAreHarmless) {

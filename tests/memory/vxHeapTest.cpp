@@ -59,6 +59,9 @@ TEST(Heap, ModesAndBookkeepingFollowTheCalls) {
     VxAppendToHeapList(b);
     VxRemoveFromHeapList(a); // the rest keep their order
     EXPECT_EQ(heap().gHeapAllocations, (Ptrs{c, b}));
+    VxAppendToHeapList(c);
+    VxRemoveFromHeapList(c); // of equal entries the first goes
+    EXPECT_EQ(heap().gHeapAllocations, (Ptrs{b, c}));
     VxRemoveFromHeapList(b);
     VxAppendToHeapList(a);
     VxImgFree(a);
