@@ -49,15 +49,13 @@ TEST(ErrorStackThreads, WorkersRecordIntoTheirOwnSlots) {
     VxMpFork(reinterpret_cast<VxMpWork>(&throwCatchRecord), 1, caught);
 
     EXPECT_EQ(Stack::gStack.workerCount(), n);
-    for (int id = 0; id < n; ++id) {
-        EXPECT_EQ(caught[id], kRounds);
-        ASSERT_NE(Stack::gStack.entries(id), nullptr);
-        EXPECT_EQ(Stack::gStack.entries(id)->size(), static_cast<size_t>(kRounds));
-    }
     std::ostringstream os;
     Stack::stackDump(os);
     const std::string dump = os.str();
     for (int id = 0; id < n; ++id) {
+        EXPECT_EQ(caught[id], kRounds);
+        ASSERT_NE(Stack::gStack.entries(id), nullptr);
+        EXPECT_EQ(Stack::gStack.entries(id)->size(), static_cast<size_t>(kRounds));
         EXPECT_NE(dump.find("Thread " + std::to_string(id) + "\n" + std::string(40, '-')),
                   std::string::npos);
     }

@@ -1,12 +1,15 @@
-// Textures: the samplers against slow models that map each pixel by walking
-// out of the crop, and buffers and ownership for every pixel type.
+// Textures: the samplers against slow models built on the stepping model of
+// each axis, buffers and ownership for every pixel type, and the heap hand-back.
 #include "vxTexture.h"
+#include "vxTexModel.h"
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cmath>
-#include <iterator>
+#include <cstdint>
 #include <limits>
+#include <memory>
 #include <random>
 #include <tuple>
 #include <type_traits>
@@ -15,21 +18,6 @@
 namespace {
 
 using FTex = VxTexture<float, float>;
-
-// The source of pixel index i, or -1: back into the crop one reflection or
-// one period at a time.
-long long Src(const Vx1DTexIndexer& a, long long i) {
-    const long long s = a.cropStart, n = a.cropLength;
-    long long d = i - s;
-    if (a.edgeMethod == kVxTexEdgeNone && (d < 0 || d >= n))
-        return -1;
-    if (a.edgeMethod == kVxTexEdgeClamp)
-        d = std::min(std::max(d, 0LL), n - 1);
-    while (d < 0 || d >= n)
-        d = a.edgeMethod == kVxTexEdgeWrap ? d + (d < 0 ? n : -n)
-                                           : (d < 0 ? -d - 1 : 2 * n - 1 - d);
-    return s + d;
-}
 
 double Pixel(const FTex& t, long long i, long long j) {
     const long long si = Src(t.xIndexer, i), sj = Src(t.yIndexer, j);
@@ -85,7 +73,30 @@ float Pos(std::mt19937& rng) {
     return static_cast<float>(rng() % 160) * 0.25f - 16.0f;
 }
 
-TEST(VxTextureSampling, SamplersMatchTheirModelsForEveryEdgeAndOffset) {
+// The two-float pixel types sample component by component as float textures;
+// the second component holds a's pixels in reverse order.
+template <class P>
+void ExpectPerComponent(const FTex& a) {
+    const int w = a.xIndexer.resolution, h = a.yIndexer.resolution;
+    std::vector<float> rev(a.data, a.data + w * h);
+    std::reverse(rev.begin(), rev.end());
+    FTex b(w, h, rev.data());
+    VxTexture<P, P> t(w, h);
+    t.MakeData();
+    b.xIndexer = t.xIndexer = a.xIndexer, b.yIndexer = t.yIndexer = a.yIndexer;
+    for (int i = 0; i < w * h; ++i)
+        t.data[i] = P(a.data[i], b.data[i]);
+    b.SetDefaultPixel(a.defaultPixel - 1);
+    t.SetDefaultPixel(P(a.defaultPixel, b.defaultPixel));
+    for (float x = -4; x < 12; x += 0.75f) {
+        const float y = x * 0.5f + 1;
+        EXPECT_EQ(t.BiLerpPixel(x, y), P(a.BiLerpPixel(x, y), b.BiLerpPixel(x, y)));
+        EXPECT_EQ(t.AreaSample(x, y, -x, 3),
+                  P(a.AreaSample(x, y, -x, 3), b.AreaSample(x, y, -x, 3)));
+    }
+}
+
+TEST(VxTextureSampling, SamplersMatchTheirModelsForEveryEdgeOffsetAndPixelType) {
     std::mt19937 rng(7);
     for (int n = 0; n < 500; ++n) {
         FTex t;
@@ -116,6 +127,8 @@ TEST(VxTextureSampling, SamplersMatchTheirModelsForEveryEdgeAndOffset) {
         EXPECT_EQ(t.AreaSample(nan, 0, 1, 1), t.defaultPixel);
         EXPECT_EQ(t.AreaSample(0, 0, std::numeric_limits<float>::infinity(), 1), t.defaultPixel);
         EXPECT_EQ(t.BiLerpPixel(nan, 0), t.defaultPixel);
+        ExpectPerComponent<HvVec2>(t);
+        ExpectPerComponent<VxComplex<float>>(t);
     }
     // Far away and over many periods, without walking the distance.
     float p[3] = {1, 2, 6};
@@ -128,38 +141,6 @@ TEST(VxTextureSampling, SamplersMatchTheirModelsForEveryEdgeAndOffset) {
     FTex empty;
     empty.SetDefaultPixel(3);
     EXPECT_EQ(empty.BiLerpPixel(0.5f, 0.5f), 3);
-}
-
-// The two-float pixel types sample component by component as float textures.
-template <class P>
-void ExpectComponentsSampled() {
-    std::mt19937 rng(10);
-    for (int n = 0; n < 50; ++n) {
-        FTex a, b;
-        Randomise(a, rng);
-        do // other pixels of the same size
-            Randomise(b, rng);
-        while (b.xIndexer.resolution != a.xIndexer.resolution ||
-               b.yIndexer.resolution != a.yIndexer.resolution);
-        b.xIndexer = a.xIndexer, b.yIndexer = a.yIndexer;
-        VxTexture<P, P> t(a.xIndexer.resolution, a.yIndexer.resolution);
-        t.MakeData();
-        t.xIndexer = a.xIndexer, t.yIndexer = a.yIndexer;
-        for (int i = 0; i < a.xIndexer.resolution * a.yIndexer.resolution; ++i)
-            t.data[i] = P(a.data[i], b.data[i]);
-        t.SetDefaultPixel(P(a.defaultPixel, b.defaultPixel));
-        for (float x = -4; x < 12; x += 0.75f) {
-            const float y = x * 0.5f + 1;
-            EXPECT_EQ(t.BiLerpPixel(x, y), P(a.BiLerpPixel(x, y), b.BiLerpPixel(x, y)));
-            EXPECT_EQ(t.AreaSample(x, y, -x, 3),
-                      P(a.AreaSample(x, y, -x, 3), b.AreaSample(x, y, -x, 3)));
-        }
-    }
-}
-
-TEST(VxTextureSampling, VectorAndComplexPixelsSamplePerComponent) {
-    ExpectComponentsSampled<HvVec2>();
-    ExpectComponentsSampled<VxComplex<float>>();
 }
 
 template <class P>
@@ -182,7 +163,6 @@ TYPED_TEST(VxTextureBuffers, MakeDataFreeImageReallocateAndViews) {
     ASSERT_TRUE(t.data != nullptr);
     EXPECT_EQ(std::make_tuple(t.ownsData, t.allocFailed, t.data[5]),
               std::make_tuple(1, 0, TypeParam()));
-    EXPECT_EQ(t.GetVoidData(), static_cast<void*>(t.data));
     for (int i = 0; i < 6; ++i)
         t.data[i] = Px<TypeParam>(static_cast<float>(i), 1);
 
@@ -193,9 +173,9 @@ TYPED_TEST(VxTextureBuffers, MakeDataFreeImageReallocateAndViews) {
     Tex v;
     v.MakeData();
     v.setTextureFrom(t);
-    EXPECT_EQ(std::make_tuple(v.data, v.ownsData, v.xIndexer.cropEnd, v.yIndexer.resolution),
-              std::make_tuple(t.data, 0, 2, 2));
-    EXPECT_EQ(v.defaultPixel, Px<TypeParam>(4, 4));
+    EXPECT_EQ(std::make_tuple(v.data, v.ownsData, v.xIndexer.cropEnd, v.yIndexer.resolution,
+                              v.defaultPixel),
+              std::make_tuple(t.data, 0, 2, 2, Px<TypeParam>(4, 4)));
     t.setTextureFrom(v); // a view of its own buffer: kept, still owned
     EXPECT_EQ(std::make_tuple(t.data, t.ownsData), std::make_tuple(v.data, 1));
 
@@ -236,10 +216,6 @@ TYPED_TEST(VxTextureBuffers, MakeDataFreeImageReallocateAndViews) {
     }
 }
 
-} // namespace
-
-namespace {
-
 // The sampler's floor by truncation agrees with std::floor wherever it applies.
 TEST(VxTextureDetail, SplitPositionIsFloor) {
     std::mt19937 random(7);
@@ -247,10 +223,8 @@ TEST(VxTextureDetail, SplitPositionIsFloor) {
     const float edges[] = {-0.0f,         0.0f,           -1.0f,       -0.5f,
                            0.999999f,     -1.0e-30f,      16777216.0f, -2147483392.0f,
                            2147483392.0f, -2147483648.0f, 3.0e38f};
-    std::vector<float> ps(std::begin(edges), std::end(edges));
-    for (int i = 0; i < 20000; ++i)
-        ps.push_back(i % 2 ? wide(random) : near(random));
-    for (float p : ps) {
+    for (int i = 0; i < 20011; ++i) { // the 11 edges, then random positions
+        const float p = i < 11 ? edges[i] : i % 2 ? wide(random) : near(random);
         int base = 0;
         float frac = 0;
         ASSERT_TRUE(VxTextureDetail::SplitPosition(p, base, frac));
@@ -259,6 +233,59 @@ TEST(VxTextureDetail, SplitPositionIsFloor) {
             EXPECT_EQ(base, static_cast<int>(f)) << p;
             EXPECT_EQ(frac, p - f) << p;
         }
+    }
+}
+
+// Textures cached in the heap survive its release: random textures made in a
+// host block, some dropped, then the heap released and the block scribbled on.
+TEST(VxTextureHeap, CachedTexturesKeepTheirPixelsInSystemMemory) {
+    for (unsigned seed = 1; seed <= 20; ++seed) {
+        std::mt19937 rng(seed);
+        const std::size_t size = 1 << 20;
+        std::vector<unsigned char> block(size + 64);
+        unsigned char* const base =
+            block.data() + (64 - reinterpret_cast<std::uintptr_t>(block.data()) % 64);
+        auto inBlock = [&](const void* p) { return p >= base && p < base + size; };
+        VxSetHeapMemoryPtr(base, size);
+        std::vector<std::pair<std::unique_ptr<VxTexture<float, float>>, std::vector<float>>> cached;
+        for (int step = 0; step < 40; ++step) {
+            if (rng() % 4 == 0 && !cached.empty()) {
+                cached.erase(cached.begin() + long(rng() % cached.size()));
+                continue;
+            }
+            auto t = std::make_unique<VxTexture<float, float>>(1 + rng() % 60, 1 + rng() % 60);
+            t->MakeData();
+            ASSERT_TRUE(inBlock(t->data));
+            std::vector<float> p(std::size_t(t->xIndexer.resolution) * t->yIndexer.resolution);
+            for (std::size_t i = 0; i < p.size(); ++i)
+                t->data[i] = p[i] = float(rng() % 1000);
+            cached.emplace_back(std::move(t), std::move(p));
+        }
+        // A chain over system pixels: its levels live in the heap.
+        std::vector<float> top(64 * 32, 2.0f);
+        VxMipTex<float, float> mip(64, 32, top.data());
+        ASSERT_TRUE(inBlock(mip.levels[1]->data));
+
+        testing::internal::CaptureStderr();
+        VxReleaseHeapMemoryPtr();
+        EXPECT_EQ(testing::internal::GetCapturedStderr(), "");
+        std::fill(block.begin(), block.end(), 0xdd);
+        EXPECT_EQ(VxMemoryHeapChunkCount(), 0);
+        for (auto& [t, p] : cached) {
+            // Moved out deliberately as a bare copy: no geometry, not owned.
+            ASSERT_FALSE(inBlock(t->data));
+            EXPECT_TRUE(std::equal(p.begin(), p.end(), t->data)) << seed;
+            EXPECT_EQ(std::make_tuple(t->xIndexer.resolution, t->yIndexer.resolution, t->ownsData),
+                      std::make_tuple(0, 0, 0));
+            VxImgFree(t->data);
+        }
+        // Chain levels keep their geometry and their buffers.
+        ASSERT_EQ(mip.levelCount, 7);
+        for (int k = 1; k < mip.levelCount; ++k)
+            EXPECT_EQ(std::make_tuple(inBlock(mip.levels[k]->data),
+                                      mip.levels[k]->xIndexer.resolution, mip.levels[k]->data[0]),
+                      std::make_tuple(false, 64 >> k, 2.0f));
+        EXPECT_EQ(mip.AreaSample(0, 0, 64, 32), 2.0f);
     }
 }
 
