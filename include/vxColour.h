@@ -170,6 +170,19 @@ private:
     VxRGBCol(T r_, T g_, T b_, int) : B{r_, g_, b_} {}
 };
 
+// t clamped into 0..1 as the gradients take their position: t > 0 ? t : 0,
+// then t < 1 ? t : 1, so NaN becomes 0. On SSE these are exactly maxss and
+// minss (each gives its second operand for NaN), which compilers do not
+// always pick by themselves once the result also selects a table entry.
+inline float VxClamp01(float t) {
+#if defined(__SSE__)
+    return _mm_cvtss_f32(_mm_min_ss(_mm_max_ss(_mm_set_ss(t), _mm_setzero_ps()), _mm_set_ss(1.0f)));
+#else
+    t = t > 0.0f ? t : 0.0f;
+    return t < 1.0f ? t : 1.0f;
+#endif
+}
+
 // c + d * w, the blend the gradients evaluate: the same arithmetic as the
 // operators, written out channel by channel for colours so that the compiler
 // can do the four channels at once.

@@ -204,9 +204,7 @@ protected:
 
     // The colour at t from the current tables (no refresh).
     VxRGBAf colourPrepared(float t) const {
-        // Written as selects so that they compile to min/max; NaN becomes 0.
-        t = t > 0.0f ? t : 0.0f;
-        t = t < 1.0f ? t : 1.0f;
+        t = VxClamp01(t); // NaN becomes 0
         // The first place whose key lies beyond t, walked to from the first
         // one beyond the bucket's start; placePos_[count] is +infinity.
         int i = startPlace_[static_cast<int>(t * 1023.0f)];

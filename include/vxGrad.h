@@ -191,7 +191,7 @@ private:
             t = t - std::floor(t);
         // Clamped into 0..1; NaN (and the NaN an infinite t wraps to)
         // becomes 0.
-        t = clamp01(t);
+        t = VxClamp01(t);
         const Span& span = spanOf(t);
         // s = (t - start) / (end - start) through the span's reciprocal in
         // double precision: the double product is within 2^-52 of the
@@ -202,18 +202,6 @@ private:
         const float s = static_cast<float>(static_cast<double>(t - span.start) * span.inverse);
         const float w = smooth ? s * s * (3.0f - 2.0f * s) : s;
         return VxBlend(span.c0, span.delta, w);
-    }
-    // t > 0 ? t : 0, then t < 1 ? t : 1. On SSE these are exactly maxss and
-    // minss (each gives its second operand for NaN), which compilers do not
-    // always pick once the result also selects a table entry.
-    static float clamp01(float t) {
-#if defined(__SSE__)
-        return _mm_cvtss_f32(
-            _mm_min_ss(_mm_max_ss(_mm_set_ss(t), _mm_setzero_ps()), _mm_set_ss(1.0f)));
-#else
-        t = t > 0.0f ? t : 0.0f;
-        return t < 1.0f ? t : 1.0f;
-#endif
     }
     // The span findInterval gives for a t in 0..1 of a sorted gradient. With
     // the interior positions sorted, the bisection's answer is the number of
@@ -268,9 +256,7 @@ private:
     void resort();
     float resortPassing(float t);
     void rebuildPointers();
-    void invalidateCache() const {
-        cachedID = cachedIndex = -1;
-    }
+    void invalidateCache() const { cachedID = cachedIndex = -1; }
 
     // Positions in byPosition order (the ends as 0 and 1), the intervals and,
     // per 1/1023 bucket of 0..1, the byte offset of the interval its start falls in:
