@@ -91,7 +91,7 @@ TEST(VxGradDescription, MatchesModelUnderEdits) {
             const int id = static_cast<int>(rng() % 40), before = g.capacity;
             const bool interior = id >= 2 && model.count(id);
             const VxRGBAf c(u(rng), u(rng), u(rng), 1.0f);
-            const float p = u(rng);
+            const float p = u(rng) * 1.4f - 0.2f; // stored as given, even outside 0..1
             if (op == 0) {
                 const int fresh = g.findFreeID();
                 g.insertNode(fresh, c, p);
@@ -108,8 +108,8 @@ TEST(VxGradDescription, MatchesModelUnderEdits) {
                 }
             } else if (op == 3 && g.modifyNode(id, c, p) && id >= 2) {
                 model[id] = p;
-            } else if (op == 4 && g.positionByID(id, p * 1.4f - 0.2f)) {
-                model[id] = std::min(std::max(p * 1.4f - 0.2f, 0.0f), 1.0f);
+            } else if (op == 4 && g.positionByID(id, p)) {
+                model[id] = std::min(std::max(p, 0.0f), 1.0f);
             } else if (op == 5) {
                 for (int k = 0; k < 50; ++k) {
                     const float t = u(rng) * 1.6f - 0.3f;
