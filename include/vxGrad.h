@@ -23,7 +23,7 @@
 //   in position order (id 0 first, id 1 last, then by position and id) and is
 //   re-sorted before use whenever flags has kOrderDirty. evaluate works from
 //   its own tables (positions, one record per interval with its colours and
-//   reciprocal width, and a 1024-entry index of 0..1), rebuilt with every sort
+//   width, and a 1024-entry index of 0..1), rebuilt with every sort
 //   and whenever flags differ from those they were built for. Every call here
 //   sets kOrderDirty for its own changes; code that writes a node's position
 //   or colour directly sets it too. NaN positions are refused (they would
@@ -178,11 +178,12 @@ public:
 private:
     // One interval of position order, as evaluate blends over it.
     struct Span {
-        T c0;           // colour at the start
-        T delta;        // colour at the end minus c0
-        float start;    // position of the start (0 for the start node)
-        float next;     // where the walk moves on: the end, +infinity for the last span
-        double inverse; // 1 / (end - start), 0 for an empty interval
+        T c0;        // colour at the start
+        T delta;     // colour at the end minus c0
+        float start; // position of the start (0 for the start node)
+        float next;  // where the walk moves on: the end, +infinity for the last span
+        float width; // end - start; +infinity for an empty interval (see evaluateSorted)
+        float pad;   // keeps records 48 bytes, so the colours stay 16-byte aligned
     };
 
     // evaluate once the tables are up to date.
@@ -193,13 +194,11 @@ private:
         // becomes 0.
         t = VxClamp01(t);
         const Span& span = spanOf(t);
-        // s = (t - start) / (end - start) through the span's reciprocal in
-        // double precision: the double product is within 2^-52 of the
-        // quotient, and a quotient of two floats is never nearer than 2^-49
-        // (relatively) to a point where float rounding changes, so rounding
-        // the product gives the float division's result exactly, at a
-        // fraction of its cost. A zero span has the reciprocal 0 (s = 0).
-        const float s = static_cast<float>(static_cast<double>(t - span.start) * span.inverse);
+        // s = (t - start) / (end - start), the division itself: one divss,
+        // whose throughput is no bottleneck here. The span found has
+        // start <= t, so an empty one gives +0 / infinity = +0, the 0 that
+        // an empty interval takes, without a branch.
+        const float s = (t - span.start) / span.width;
         const float w = smooth ? s * s * (3.0f - 2.0f * s) : s;
         return VxBlend(span.c0, span.delta, w);
     }
@@ -241,7 +240,8 @@ private:
             sp.start = start;
             sp.next = i + 2 < count ? sorted_[static_cast<size_t>(i) + 1]
                                     : std::numeric_limits<float>::infinity();
-            sp.inverse = width == 0.0f ? 0.0 : 1.0 / static_cast<double>(width);
+            sp.width = width == 0.0f ? std::numeric_limits<float>::infinity() : width;
+            sp.pad = 0.0f;
         }
         bucket_.resize(1024);
         int j = 0;
