@@ -206,14 +206,23 @@ protected:
     VxRGBAf colourPrepared(float t) const {
         t = VxClamp01(t); // NaN becomes 0
         // The first place whose key lies beyond t, walked to from the first
-        // one beyond the bucket's start; placePos_[count] is +infinity.
-        int i = startPlace_[static_cast<int>(t * 1023.0f)];
-        while (placePos_[i] <= t)
-            ++i;
-        const VxColourKey& key = *placeKey_[i];
-        const float s = (t - key.position) * key.invSpan;
+        // one beyond the bucket's start; placePos_[count] is +infinity. The
+        // bucket also names the key for that first place directly, so that
+        // in the usual case (no key between the bucket's start and t) the key
+        // is one load away and the walk's test is only a check on the side.
+        const int b = static_cast<int>(t * 1023.0f);
+        int i = startPlace_[b];
+        const VxColourKey* key = reinterpret_cast<const VxColourKey*>(
+            reinterpret_cast<const char*>(keys) + startKey_[b]);
+        if (placePos_[i] <= t) {
+            do
+                ++i;
+            while (placePos_[i] <= t);
+            key = placeKey_[i];
+        }
+        const float s = (t - key->position) * key->invSpan;
         const float w = smooth ? s * s * (3.0f - 2.0f * s) : s;
-        return VxBlend(key.colour, key.delta, w);
+        return VxBlend(key->colour, key->delta, w);
     }
 
 private:
@@ -234,10 +243,11 @@ private:
     // The evaluation's own view of the sorted keys, rebuilt with the table:
     // positions by place (+infinity after the last), the key used when place
     // i is the first beyond t, and for each bucket the first place beyond
-    // its start.
+    // its start and that place's key (as a byte offset into keys).
     float placePos_[kMaxKeys + 1];
     const VxColourKey* placeKey_[kMaxKeys + 1];
     unsigned char startPlace_[kTableSize];
+    unsigned short startKey_[kTableSize];
     unsigned char enabled_[kMaxKeys];
     // Slots set so far by the tagged reading or decoding under way (cleared
     // by reset() and by decoding from entry 0): a slot given twice is

@@ -6,6 +6,9 @@
 
 namespace {
 
+static_assert(sizeof(VxColourKey) * VxColourGrade::kMaxKeys <= 65535,
+              "a key's byte offset in the slots fits the bucket table's entries");
+
 float clampUnit(float p) {
     return p > 0.0f ? (p < 1.0f ? p : 1.0f) : 0.0f;
 }
@@ -40,6 +43,7 @@ VxColourGrade& VxColourGrade::operator=(const VxColourGrade& other) {
     for (int i = 0; i <= kMaxKeys; ++i)
         placeKey_[i] = keys + (other.placeKey_[i] - other.keys);
     std::memcpy(startPlace_, other.startPlace_, sizeof startPlace_);
+    std::memcpy(startKey_, other.startKey_, sizeof startKey_);
     std::memcpy(enabled_, other.enabled_, sizeof enabled_);
     tagBatch_ = other.tagBatch_;
     return *this;
@@ -157,6 +161,8 @@ void VxColourGrade::CleanIndexTable() {
             ++j;
         lookup[b] = &keys[n > 0 ? order[j < 0 ? 0 : j] : 0];
         startPlace_[b] = static_cast<unsigned char>(j + 1);
+        startKey_[b] = static_cast<unsigned short>(reinterpret_cast<const char*>(placeKey_[j + 1]) -
+                                                   reinterpret_cast<const char*>(keys));
     }
     flags &= ~kIndexDirty;
 }
