@@ -2,9 +2,8 @@
 //
 // The version a program is compiled against, as macros for the preprocessor
 // and as constants, and the version of the library it runs with, from
-// VxGetVersion and VxVersionString. They are the project version of the build
-// (major.minor.patch); the shared library's soname carries the major number,
-// and versions with the same major number keep the same interface.
+// VxGetVersion and VxVersionString: the project version of the build,
+// major.minor.patch.
 //
 //   #if VELTRIX_VERSION >= VELTRIX_MAKE_VERSION(0, 2, 0)
 //
