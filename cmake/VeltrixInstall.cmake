@@ -3,7 +3,7 @@ include(CMakePackageConfigHelpers)
 
 set(VELTRIX_CMAKE_DIR ${CMAKE_INSTALL_LIBDIR}/cmake/Veltrix)
 
-install(TARGETS veltrix standalone_host
+install(TARGETS veltrix standalone_host standalone_host_link
   EXPORT VeltrixTargets
   LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR}
   ARCHIVE DESTINATION ${CMAKE_INSTALL_LIBDIR}

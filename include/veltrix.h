@@ -29,5 +29,6 @@
 #include "vxTexIndexer.h"
 #include "vxTexNotifier.h"
 #include "vxTexture.h"
+#include "vxVersion.h"
 
 #endif

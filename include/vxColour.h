@@ -185,7 +185,9 @@ inline float VxClamp01(float t) {
 
 // c + d * w, the blend the gradients evaluate: the same arithmetic as the
 // operators, written out channel by channel for colours so that the compiler
-// can do the four channels at once.
+// can do the four channels at once. The grades and the library's gradient use
+// it inside the library; called from a plug-in's own code it is compiled with
+// the plug-in's flags, which may fuse the multiply and the add.
 template <class C>
 inline C VxBlend(const C& c, const C& d, float w) {
     return c + d * w;

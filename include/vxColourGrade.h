@@ -106,14 +106,9 @@ public:
     VxColourGrade& operator=(const VxColourGrade& other);
 
     // The colour at t (see the file comment). Brings the tables up to date
-    // first when a key changed since the last call.
-    VxRGBAf colour(float t) {
-        // flags equal to those left by the last prepare(): nothing is dirty
-        // and the cyclic mode is the one the deltas were made for.
-        if (flags != preparedFlags_ || count != preparedCount_)
-            t = preparePassing(t);
-        return colourPrepared(t);
-    }
+    // first when a key changed since the last call. Evaluated inside the
+    // library, so the bits do not depend on the flags a caller is built with.
+    VxRGBAf colour(float t);
     // Sorts, rebuilds the table and every delta: what colour() does after an edit.
     void prepare();
 
@@ -203,27 +198,7 @@ protected:
     void onConstruction();
 
     // The colour at t from the current tables (no refresh).
-    VxRGBAf colourPrepared(float t) const {
-        t = VxClamp01(t); // NaN becomes 0
-        // The first place whose key lies beyond t, walked to from the first
-        // one beyond the bucket's start; placePos_[count] is +infinity. The
-        // bucket also names the key for that first place directly, so that
-        // in the usual case (no key between the bucket's start and t) the key
-        // is one load away and the walk's test is only a check on the side.
-        const int b = static_cast<int>(t * 1023.0f);
-        int i = startPlace_[b];
-        const VxColourKey* key = reinterpret_cast<const VxColourKey*>(
-            reinterpret_cast<const char*>(keys) + startKey_[b]);
-        if (placePos_[i] <= t) {
-            do
-                ++i;
-            while (placePos_[i] <= t);
-            key = placeKey_[i];
-        }
-        const float s = (t - key->position) * key->invSpan;
-        const float w = smooth ? s * s * (3.0f - 2.0f * s) : s;
-        return VxBlend(key->colour, key->delta, w);
-    }
+    VxRGBAf colourPrepared(float t) const;
 
 private:
     friend class VxColourGradeEncoder;
@@ -234,8 +209,9 @@ private:
     int insertKey(const VxRGBAf& c, float position);
     void freeSlot(int slot);
     void touch() { flags |= kStale; }
-    // prepare(), handing t back: colour()'s rare path, out of line, so that a
-    // caller's loop keeps t in a register instead of saving it around a call.
+    // prepare(), handing t back: colour()'s rare path, kept out of its body so
+    // that the usual path keeps t in a register instead of saving it around a
+    // call.
     float preparePassing(float t);
 
     int preparedCount_;

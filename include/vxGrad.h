@@ -156,14 +156,11 @@ public:
         return lo;
     }
 
-    T evaluate(float t) {
-        // One comparison covers a dirty order and a change of cyclic mode.
-        // The re-sort is out of line and hands t back, so that a caller's
-        // loop keeps t in a register instead of saving it around the call.
-        if (flags != tableFlags_)
-            t = resortPassing(t);
-        return evaluateSorted(t);
-    }
+    // Defined outside the class, so not inline: for VxRGBAf it is the
+    // library's own instance, compiled with the library's floating-point
+    // settings, and its bits do not depend on the flags a caller is built
+    // with. Other T are evaluated in the caller's code.
+    T evaluate(float t);
 
     int maxNodes;            // insertion refused at this count
     int count;               // nodes in use
@@ -318,6 +315,16 @@ template <class T>
 VxGradDescription<T>::~VxGradDescription() {
     delete[] nodes;
     delete[] byPosition;
+}
+
+template <class T>
+T VxGradDescription<T>::evaluate(float t) {
+    // One comparison covers a dirty order and a change of cyclic mode. The
+    // re-sort is kept apart and hands t back, so that the usual path keeps t
+    // in a register instead of saving it around a call.
+    if (flags != tableFlags_)
+        t = resortPassing(t);
+    return evaluateSorted(t);
 }
 
 template <class T>

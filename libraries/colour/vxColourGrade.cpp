@@ -100,6 +100,40 @@ float VxColourGrade::preparePassing(float t) {
     return t;
 }
 
+// The evaluation lives here rather than in the header so that it is always
+// compiled with the library's own floating-point settings (no contraction into
+// fused multiply-adds): a plug-in built with -march=haswell or -ffp-contract=fast
+// gets the same bits as one built with plain flags.
+VxRGBAf VxColourGrade::colourPrepared(float t) const {
+    t = VxClamp01(t); // NaN becomes 0
+    // The first place whose key lies beyond t, walked to from the first
+    // one beyond the bucket's start; placePos_[count] is +infinity. The
+    // bucket also names the key for that first place directly, so that
+    // in the usual case (no key between the bucket's start and t) the key
+    // is one load away and the walk's test is only a check on the side.
+    const int b = static_cast<int>(t * 1023.0f);
+    int i = startPlace_[b];
+    const VxColourKey* key =
+        reinterpret_cast<const VxColourKey*>(reinterpret_cast<const char*>(keys) + startKey_[b]);
+    if (placePos_[i] <= t) {
+        do
+            ++i;
+        while (placePos_[i] <= t);
+        key = placeKey_[i];
+    }
+    const float s = (t - key->position) * key->invSpan;
+    const float w = smooth ? s * s * (3.0f - 2.0f * s) : s;
+    return VxBlend(key->colour, key->delta, w);
+}
+
+VxRGBAf VxColourGrade::colour(float t) {
+    // flags equal to those left by the last prepare(): nothing is dirty
+    // and the cyclic mode is the one the deltas were made for.
+    if (flags != preparedFlags_ || count != preparedCount_)
+        t = preparePassing(t);
+    return colourPrepared(t);
+}
+
 void VxColourGrade::prepare() {
     // Nothing below may run off the arrays, whatever a derived class left in count.
     if (count < 0)

@@ -8,6 +8,20 @@ function(run)
   set(LAST_OUTPUT "${out}" PARENT_SCOPE)
 endfunction()
 
+# The program's dynamic section: the stand-alone host must be there although
+# nothing calls it, and the unused library linked after it must not (the
+# consumer is linked as needed, and Veltrix's no-as-needed must not leak).
+function(expect_needed program how)
+  run(readelf -d ${program})
+  if(NOT LAST_OUTPUT MATCHES "NEEDED[^\n]*libveltrix_standalone_host\\.so")
+    message(FATAL_ERROR "consumer built through ${how} does not need the stand-alone host:\n${LAST_OUTPUT}")
+  endif()
+  if(LAST_OUTPUT MATCHES "NEEDED[^\n]*libunused\\.so")
+    message(FATAL_ERROR "consumer built through ${how} needs a library it never calls: "
+      "no-as-needed leaked past the stand-alone host\n${LAST_OUTPUT}")
+  endif()
+endfunction()
+
 function(expect_consumer_output text how)
   if(NOT text MATCHES "^consumer ok: 4 workers, ids 0\\+1\\+2\\+3, det 2, rows 100\n$")
     message(FATAL_ERROR "consumer built through ${how} printed:\n${text}")
@@ -18,7 +32,7 @@ file(REMOVE_RECURSE ${WORK_DIR})
 set(prefix ${WORK_DIR}/prefix)
 
 run(${CMAKE_COMMAND} --install ${BUILD_DIR} --prefix ${prefix})
-foreach(f veltrix/veltrix.h veltrix/vxStandaloneHost.h Veltrix/VeltrixConfig.cmake
+foreach(f veltrix/veltrix.h veltrix/vxVersion.h veltrix/vxStandaloneHost.h Veltrix/VeltrixConfig.cmake
           Veltrix/VeltrixTargets.cmake pkgconfig/veltrix.pc pkgconfig/veltrix-standalone-host.pc
           libveltrix.so libveltrix_standalone_host.so)
   file(GLOB_RECURSE installed LIST_DIRECTORIES false ${prefix}/*)
@@ -34,6 +48,7 @@ run(${CMAKE_COMMAND} -S ${CONSUMER_DIR} -B ${WORK_DIR}/cmake-build -G ${GENERATO
 run(${CMAKE_COMMAND} --build ${WORK_DIR}/cmake-build)
 run(${WORK_DIR}/cmake-build/consumer)
 expect_consumer_output("${LAST_OUTPUT}" "find_package")
+expect_needed(${WORK_DIR}/cmake-build/consumer "find_package")
 
 # pkg-config
 file(GLOB_RECURSE pcfiles ${prefix}/*.pc)
@@ -45,7 +60,10 @@ set(ENV{PKG_CONFIG_PATH} ${pcdir})
 run(pkg-config --cflags --libs veltrix veltrix-standalone-host)
 string(STRIP "${LAST_OUTPUT}" flags)
 separate_arguments(flags UNIX_COMMAND "${flags}")
-run(${CXX} -std=c++17 ${CONSUMER_DIR}/consumer.cpp ${flags} -o ${WORK_DIR}/consumer-pc)
-set(ENV{LD_LIBRARY_PATH} ${libdir})
+run(${CXX} -shared -fPIC ${CONSUMER_DIR}/unused.cpp -o ${WORK_DIR}/libunused.so)
+run(${CXX} -std=c++17 ${CONSUMER_DIR}/consumer.cpp -Wl,--as-needed ${flags} -L${WORK_DIR} -lunused
+    -o ${WORK_DIR}/consumer-pc)
+set(ENV{LD_LIBRARY_PATH} ${libdir}:${WORK_DIR})
 run(${WORK_DIR}/consumer-pc)
 expect_consumer_output("${LAST_OUTPUT}" "pkg-config")
+expect_needed(${WORK_DIR}/consumer-pc "pkg-config")
