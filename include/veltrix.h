@@ -20,6 +20,7 @@
 #include "vxList.h"
 #include "vxMessage.h"
 #include "vxMosaic.h"
+#include "vxMpForkCall.h"
 #include "vxMultiProcessor.h"
 #include "vxRefCounter.h"
 #include "vxShaker.h"

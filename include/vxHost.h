@@ -61,12 +61,25 @@ VX_API int SpMpGetNProcs();
 VX_API int SpMpGetId();
 
 // Runs work(a1 .. anArgs) on every host processor and returns when all are
-// done. Each argument must be one word: a pointer or a 64-bit integer.
+// done. Each argument must be one word: a pointer or a 64-bit integer (cast an
+// int to VxWord first; a bare int is read as a word it is not). C++ code
+// should use the typed VxMpForkCall (vxMpForkCall.h) instead, which takes any
+// callable and arguments of any type.
 // - Called while a fork is already in progress (from a worker, say) it prints
 //   "VxMpFork - recursive fork detected" and runs nothing.
 // - nArgs above 6 (or negative) runs nothing and reports nothing.
 // - With no host in the process, runs work once in the caller as worker 0 of
 //   1: meanwhile the worker count reads 1, so the work's shares cover all.
+// - An exception thrown by work: VxMpFork itself never throws, but it lets
+//   the work's exception through. With the stand-alone host, the first
+//   exception thrown by any worker leaves VxMpFork once every other worker
+//   has finished its share (later ones are dropped); with no host, the
+//   caller's own run throws it. Either way the fork's state is restored first
+//   (VxMpIsForked() is 0, the worker count is nProcs again) and the next fork
+//   runs normally. A compositing host's fork is C code that cannot carry an
+//   exception: work handed straight to it must not throw. VxMpForkCall and
+//   the frames (vxMultiProcessor.h, vxImgProc.h) catch in every worker and
+//   rethrow in the caller, so with them this holds on any host.
 // Call it from the main line of control only.
 VX_API void VxMpFork(VxMpWork work, int nArgs, ...);
 
@@ -155,7 +168,8 @@ public:
 
     // Records whether the caller is already inside a fork; if so calls work
     // directly with the same arguments, otherwise VxMpFork(work, nArgs, ...).
-    // More than six arguments run nothing in either case.
+    // More than six arguments run nothing in either case. An exception thrown
+    // by work leaves as from VxMpFork (directly, when run in this worker).
     void cautiousVxMpFork(VxMpWork work, int nArgs, ...);
 
     // 1 when the last cautiousVxMpFork ran directly, else VxMpGetNProcs().

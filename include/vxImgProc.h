@@ -25,6 +25,11 @@
 // Threading: hooks, window operations and the window stack run in the caller;
 // sample() runs on every worker at once on the same object and must only read
 // the frame's fields and write disjoint rows of its output.
+//
+// Exceptions: as for VxMultiProcessor, the first exception that sample()
+// throws in any worker leaves processImages() once the other workers have
+// finished their rows, without postThread() or postSample(); inFork is
+// cleared and indexer is null again, however processImages() is left.
 #ifndef VX_IMG_PROC_H
 #define VX_IMG_PROC_H
 

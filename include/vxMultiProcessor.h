@@ -17,6 +17,17 @@
 // VxMpGetNProcs() (vxHost.h). Workers share the object: they read its fields
 // and write only output that no other worker writes. The interruption test is
 // only ever made in the caller, never in a worker.
+//
+// Exceptions: the frame reports nothing itself, but an exception from a hook
+// or from sample() leaves process(). When sample() throws in a worker, that
+// worker's share ends, the other workers finish theirs, and then the first
+// exception thrown (the object itself; later ones of the same fork are
+// dropped) leaves the fork with inFork and the fork flag cleared, on any
+// host. The repetition ends there: postThread() of that repetition, the
+// later repetitions and postSample() are not called, and currentCall stays
+// at the repetition that failed. Whatever preSample() or preThread() set up
+// is then the caller's to release. The object and the next fork are ready
+// for another process().
 #ifndef VX_MULTI_PROCESSOR_H
 #define VX_MULTI_PROCESSOR_H
 

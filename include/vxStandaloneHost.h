@@ -18,6 +18,25 @@
 // Forks are serialised: a second thread that forks waits for the first to
 // finish. A fork from inside a worker is refused with a message on stderr.
 //
+// Exceptions: an exception that escapes the work function on any worker (the
+// forking thread's or a pool thread's) is caught there; that worker's share
+// ends, every other share still runs to its end, and then sparkMpFork
+// rethrows the first exception thrown, the object itself, in the forking
+// thread (and so out of VxMpFork). Later ones of the same fork are dropped.
+// The pool is then idle and ready, and the next fork runs normally.
+//
+// Threads the system will not start: when a pool thread cannot be started
+// (std::thread throws std::system_error, e.g. under a low limit on threads
+// or memory), the pool keeps the threads it did start and prints one line on
+// stderr ("sparkMpFork - started 5 of 600 threads, ..."). The worker count
+// does not change: every worker number 0 to n-1 still runs once per fork,
+// but each thread (the forking thread included) runs several of them one
+// after the other, so they are no longer all at once. With no thread at all
+// every share runs in turn in the forking thread. Nothing waits for a thread
+// that never started, and the next start of the pool (after
+// VxStandaloneHostSetWorkers to another size, or VxStandaloneHostShutdown)
+// tries again.
+//
 // This library does not depend on libveltrix and starts no threads of its own
 // accord; the configuration calls below must not be made inside a fork.
 #ifndef VX_STANDALONE_HOST_H
@@ -42,6 +61,7 @@ VX_HOST_API const char* sparkProgramGetName(void);
 // Sets the number of workers for the following forks; 0 or less means one per
 // hardware thread (the default). A running pool of another size is stopped and
 // a new one starts at the next fork. Ignored, with a message, inside a fork.
+// Safe while other threads fork: it waits for a running fork to finish.
 VX_HOST_API void VxStandaloneHostSetWorkers(int workers);
 
 // The number of workers the next fork will use. Starts no thread.
@@ -52,7 +72,15 @@ VX_HOST_API int VxStandaloneHostWorkers();
 VX_HOST_API void VxStandaloneHostSetSpin(int microseconds);
 
 // Stops and joins the worker threads now. The next fork starts them again.
+// Waits for a running fork to finish; ignored, with a message, inside a fork.
 VX_HOST_API void VxStandaloneHostShutdown();
+
+// For tests of the fallback above: from the next start of the pool on, at
+// most `threads` pool threads start (besides the forking thread); starting
+// another fails exactly as if the system had refused it (std::system_error,
+// EAGAIN). A negative count, the default, lifts the limit. Stop a running
+// pool first (VxStandaloneHostShutdown) for the limit to apply.
+VX_HOST_API void VxStandaloneHostSimulateThreadLimit(int threads);
 
 // The name sparkProgramGetName reports; the string is copied (at most 255
 // bytes). A null name restores the default, "veltrix-standalone".

@@ -5,12 +5,15 @@
 #include <unistd.h>
 
 #include <atomic>
+#include <cerrno>
 #include <chrono>
 #include <climits>
 #include <cstdarg>
 #include <cstdio>
 #include <cstring>
+#include <exception>
 #include <mutex>
+#include <system_error>
 #include <thread>
 #include <vector>
 
@@ -80,6 +83,11 @@ int hardwareWorkers() {
     return n == 0 ? 1 : static_cast<int>(n);
 }
 
+// The pool runs a fork's worker numbers 0 to n-1 on its threads: thread 0 is
+// the forking thread itself, threads 1 to t-1 are the pool's own. Normally
+// t = n and each thread runs one worker number. When the system refused some
+// threads, t < n and thread k runs the numbers k, k + t, k + 2t, ... one
+// after the other, so every share still runs exactly once.
 class Pool {
 public:
     // Called once at exit: later forks (from other exit handlers) run serially.
@@ -90,28 +98,43 @@ public:
 
     void fork(const Job& job);
     void setWorkers(int workers);
-    int workers() const { return requested_ > 0 ? requested_ : hardwareWorkers(); }
+    int workers() const {
+        const int requested = requested_.load(std::memory_order_relaxed);
+        return requested > 0 ? requested : hardwareWorkers();
+    }
     void setSpin(int micros) { spinMicros_.store(micros < 0 ? 0 : micros); }
+    void simulateThreadLimit(int threads) { threadLimit_.store(threads < 0 ? -1 : threads); }
     void stop();
 
 private:
     void start(int workers);
-    void workerLoop(int id, uint32_t generation);
+    void stopLocked();
+    void workerLoop(int thread, uint32_t generation);
+    void runShares(const Job& job, int thread);
     void runSerially(const Job& job, int workers);
     void waitForWorkers();
+    void capture() noexcept;
+    void rethrowFirst();
 
-    std::mutex forkMutex_;                // one fork at a time
+    std::mutex forkMutex_;                // one fork, or one change of the pool, at a time
     std::atomic<uint32_t> generation_{0}; // bumped to start a fork (workers wait on it)
-    std::atomic<uint32_t> pending_{0};  // workers still running this fork (the caller waits on it)
+    std::atomic<uint32_t> pending_{0};  // threads still running this fork (the caller waits on it)
     std::atomic<uint32_t> sleepers_{0}; // workers asleep on generation_
     std::atomic<uint32_t> callerAsleep_{0};
     std::atomic<bool> quit_{false};
     std::atomic<int> spinMicros_{100};
     Job job_;
     std::vector<std::thread> threads_;
-    int running_ = 0;   // workers of the running pool, 0 when stopped
-    int requested_ = 0; // 0: one per hardware thread
+    // Written under forkMutex_ while no fork runs, read by the threads after
+    // they have seen a new generation.
+    int running_ = 0;                  // worker numbers of the running pool, 0 when stopped
+    int threadsRunning_ = 1;           // threads of the running pool, the forking thread's included
+    std::atomic<int> requested_{0};    // 0: one per hardware thread
+    std::atomic<int> threadLimit_{-1}; // VxStandaloneHostSimulateThreadLimit; -1: none
     std::atomic<bool> exiting_{false};
+    // The first exception of the running fork, from any thread.
+    std::atomic<bool> errorTaken_{false};
+    std::exception_ptr firstError_;
 };
 
 // The pool is never destroyed, so that a fork made by another library's exit
@@ -126,18 +149,40 @@ struct PoolStopper {
     ~PoolStopper() { pool().exit(); }
 } gPoolStopper;
 
+// Starts up to workers - 1 threads. A thread the system refuses (std::thread
+// throws std::system_error: too many threads, no memory for a stack) ends the
+// start: the pool then runs with the threads it has, the forking thread alone
+// if none started, and says so in one line. Never throws.
 void Pool::start(int workers) {
     quit_.store(false);
     running_ = workers;
     const uint32_t generation = generation_.load();
-    threads_.reserve(static_cast<size_t>(workers - 1));
-    for (int id = 1; id < workers; ++id) {
-        threads_.emplace_back(&Pool::workerLoop, this, id, generation);
+    const int limit = threadLimit_.load();
+    try {
+        threads_.reserve(static_cast<size_t>(workers - 1));
+        for (int thread = 1; thread < workers; ++thread) {
+            if (limit >= 0 && thread > limit) {
+                throw std::system_error(EAGAIN, std::generic_category(),
+                                        "thread limit simulated for a test");
+            }
+            threads_.emplace_back(&Pool::workerLoop, this, thread, generation);
+        }
+    } catch (const std::exception& e) {
+        const int started = static_cast<int>(threads_.size()) + 1;
+        std::fprintf(stderr,
+                     "sparkMpFork - started %d of %d threads, the caller's included (%s): "
+                     "each runs its share of the %d workers in turn\n",
+                     started, workers, e.what(), workers);
     }
+    threadsRunning_ = static_cast<int>(threads_.size()) + 1;
 }
 
 void Pool::stop() {
     std::lock_guard<std::mutex> lock(forkMutex_);
+    stopLocked();
+}
+
+void Pool::stopLocked() {
     if (running_ == 0) {
         return;
     }
@@ -154,17 +199,54 @@ void Pool::stop() {
     }
     threads_.clear();
     running_ = 0;
+    threadsRunning_ = 1;
 }
 
+// Under the fork lock: a fork from another thread either finishes first or
+// starts after, with the new size.
 void Pool::setWorkers(int workers) {
-    requested_ = workers > 0 ? workers : 0;
+    std::lock_guard<std::mutex> lock(forkMutex_);
+    requested_.store(workers > 0 ? workers : 0);
     if (running_ != 0 && running_ != this->workers()) {
-        stop();
+        stopLocked();
     }
 }
 
-void Pool::workerLoop(int id, uint32_t seen) {
-    tWorkerId = id;
+void Pool::capture() noexcept {
+    if (!errorTaken_.exchange(true)) {
+        firstError_ = std::current_exception();
+    }
+}
+
+// After every thread of the fork has finished: the first exception, if any,
+// leaves the fork (the next fork starts with none).
+void Pool::rethrowFirst() {
+    if (!errorTaken_.load()) {
+        return;
+    }
+    std::exception_ptr first = std::move(firstError_);
+    firstError_ = nullptr;
+    errorTaken_.store(false);
+    if (first) {
+        std::rethrow_exception(first);
+    }
+}
+
+// The worker numbers of one thread, each in turn; what a share throws is kept
+// for the caller and the thread goes on with its next share.
+void Pool::runShares(const Job& job, int thread) {
+    for (int id = thread; id < running_; id += threadsRunning_) {
+        tWorkerId = id;
+        try {
+            VxInvokeWork(job.work, job.nArgs, job.args);
+        } catch (...) {
+            capture();
+        }
+    }
+}
+
+void Pool::workerLoop(int thread, uint32_t seen) {
+    tWorkerId = thread;
     for (;;) {
         auto started = [&] { return generation_.load(std::memory_order_acquire) != seen; };
         if (!spinUntil(started, spinMicros_.load(std::memory_order_relaxed))) {
@@ -181,7 +263,8 @@ void Pool::workerLoop(int id, uint32_t seen) {
         if (quit_.load(std::memory_order_acquire)) {
             return;
         }
-        VxInvokeWork(job_.work, job_.nArgs, job_.args);
+        runShares(job_, thread);
+        tWorkerId = thread;
         if (pending_.fetch_sub(1) == 1 && callerAsleep_.load() != 0) {
             futexWakeAll(pending_);
         }
@@ -191,7 +274,11 @@ void Pool::workerLoop(int id, uint32_t seen) {
 void Pool::runSerially(const Job& job, int workers) {
     for (int id = 0; id < workers; ++id) {
         tWorkerId = id;
-        VxInvokeWork(job.work, job.nArgs, job.args);
+        try {
+            VxInvokeWork(job.work, job.nArgs, job.args);
+        } catch (...) {
+            capture();
+        }
     }
     tWorkerId = -1;
 }
@@ -205,34 +292,33 @@ void Pool::fork(const Job& job) {
     const int workers = this->workers();
     if (exiting_) {
         runSerially(job, workers);
+        rethrowFirst();
         return;
     }
     if (running_ == 0 && workers > 1) {
         start(workers);
     }
-    if (running_ <= 1) {
-        runSerially(job, 1);
+    if (running_ <= 1 || threadsRunning_ <= 1) {
+        // One worker, or no thread could be started: every share in turn here.
+        runSerially(job, running_ > 1 ? running_ : 1);
+        rethrowFirst();
         return;
     }
 
     job_ = job;
-    pending_.store(static_cast<uint32_t>(running_ - 1), std::memory_order_relaxed);
+    pending_.store(static_cast<uint32_t>(threadsRunning_ - 1), std::memory_order_relaxed);
     generation_.fetch_add(1); // publishes job_ to the workers
     if (sleepers_.load() != 0) {
         futexWakeAll(generation_);
     }
 
-    // Worker 0's share runs here. Should it throw, the other workers are still
-    // waited for before the exception leaves, so the next fork starts clean.
-    struct Join {
-        Pool* pool;
-        ~Join() {
-            tWorkerId = -1;
-            pool->waitForWorkers();
-        }
-    } join{this};
-    tWorkerId = 0;
-    VxInvokeWork(job.work, job.nArgs, job.args);
+    // Worker 0's share runs here. Nothing a share throws leaves runShares: the
+    // other workers are always waited for, and the first exception of any
+    // worker leaves only then, so the next fork starts clean.
+    runShares(job, 0);
+    tWorkerId = -1;
+    waitForWorkers();
+    rethrowFirst();
 }
 
 void Pool::waitForWorkers() {
@@ -312,6 +398,10 @@ int VxStandaloneHostWorkers() {
 
 void VxStandaloneHostSetSpin(int microseconds) {
     pool().setSpin(microseconds);
+}
+
+void VxStandaloneHostSimulateThreadLimit(int threads) {
+    pool().simulateThreadLimit(threads);
 }
 
 void VxStandaloneHostShutdown() {

@@ -51,15 +51,30 @@ int gDefaultCursorShown = 1;
 // the work's shares (range and the like) cover everything.
 int gSoleWorker = 0;
 
+// Sets a flag for as long as it lives: the flag is cleared however the scope
+// is left, also when the work run inside it throws.
+class FlagScope {
+public:
+    explicit FlagScope(int& flag) : flag_(flag) { flag_ = 1; }
+    ~FlagScope() { flag_ = 0; }
+    FlagScope(const FlagScope&) = delete;
+    FlagScope& operator=(const FlagScope&) = delete;
+
+private:
+    int& flag_;
+};
+
 void hostFork(VxMpWork work, int nArgs, const VxWord* a) {
     VxSparkMpForkFn fork = host().mpFork;
     if (fork == nullptr) {
         // No host: the caller is worker 0 of 1.
-        gSoleWorker = 1;
+        const FlagScope soleWorker(gSoleWorker);
         VxInvokeWork(work, nArgs, a);
-        gSoleWorker = 0;
         return;
     }
+    // Whatever the work throws comes back through the host's fork: the
+    // stand-alone host hands the first exception of any worker back here once
+    // every worker has finished.
     // The host's fork is variadic, so each count needs its own call.
     switch (nArgs) {
     case 0:
@@ -202,11 +217,12 @@ void forkWords(VxMpWork work, int nArgs, const VxWord* args, bool forwarded) {
         std::fputs("VxMpFork - recursive fork detected\n", stderr);
         return;
     }
-    s.forked = 1;
+    // Cleared on the way out, also when the work's exception passes through,
+    // so that the next fork is not taken for a nested one.
+    const FlagScope inFork(s.forked);
     if (forwarded) {
         hostFork(work, nArgs, args);
     }
-    s.forked = 0;
 }
 
 } // namespace
@@ -355,6 +371,8 @@ void VxMatrixThread::cautiousVxMpFork(VxMpWork work, int nArgs, ...) {
         return;
     }
     if (forked) {
+        // Inside a worker already: the work is this worker's own, and what it
+        // throws goes to that worker's caller like any other exception.
         VxInvokeWork(work, nArgs, args);
     } else {
         forkWords(work, nArgs, args, true);

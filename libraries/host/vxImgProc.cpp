@@ -17,11 +17,16 @@ void VxImgProc::processImages(VxTexIndexer* image) {
     if (image == nullptr) {
         return;
     }
+    // indexer is valid only while processing, also when a hook or a worker's
+    // exception ends the processing early.
+    struct ClearIndexer {
+        VxImgProc& proc;
+        ~ClearIndexer() { proc.indexer = nullptr; }
+    } clearIndexer{*this};
     setUpIndexer(image);
     preSample();
     iterateSample();
     postSample();
-    indexer = nullptr;
 }
 
 void VxImgProc::setUpIndexer(VxTexIndexer* image) {
@@ -54,7 +59,7 @@ void VxImgProc::multiThreadSample() {
 
 void VxImgProc::sampleForkStatic(VxImgProc* self) {
     if (self != nullptr) {
-        self->sample();
+        VxFrame::sampleInWorker(*self);
     }
 }
 

@@ -41,8 +41,13 @@ void VxMultiProcessor::multiThreadSample() {
 
 void VxMultiProcessor::sampleForkStatic(VxMultiProcessor* self) {
     if (self != nullptr) {
-        self->sample();
+        VxFrame::sampleInWorker(*self);
     }
+}
+
+VxMpForkErrors& VxFrame::forkErrors() {
+    static VxMpForkErrors errors;
+    return errors;
 }
 
 template <typename T, typename I>

@@ -6,7 +6,10 @@
 #include <gtest/gtest.h>
 
 #include <atomic>
+#include <chrono>
+#include <stdexcept>
 #include <string>
+#include <thread>
 #include <vector>
 
 namespace {
@@ -243,6 +246,86 @@ TEST(HostBridge, MatrixThreadForksAtTopLevelAndRunsDirectlyInsideAWorker) {
     VxMpFork(work(&cautiousFromWorker), 1, &inner);
     EXPECT_EQ(GetCapturedStderr(), "");
     EXPECT_EQ(Ints({inner.runs, inner.idSum, inner.nProcs, inner.forkedFlags}), Ints({3, 0, 1, 3}));
+}
+
+// Worker `thrower` throws; the others take a moment and finish their share.
+struct Throwing {
+    int thrower;
+    std::atomic<int> finished{0}, forkedSeen{0};
+};
+
+struct ShareFailed : std::runtime_error {
+    int worker;
+    explicit ShareFailed(int w) : std::runtime_error("share failed"), worker(w) {}
+};
+
+void throwOn(Throwing* t) {
+    t->forkedSeen.fetch_add(VxMpIsForked());
+    if (VxMpGetID() == t->thrower)
+        throw ShareFailed(t->thrower);
+    std::this_thread::sleep_for(std::chrono::milliseconds(20));
+    t->finished.fetch_add(1);
+}
+
+// The first exception of any worker leaves VxMpFork once all shares are done;
+// the fork flag is cleared, so the next fork is no "recursive" one.
+TEST(HostBridge, AWorkersExceptionLeavesTheForkAndTheNextForkRuns) {
+    for (int thrower : {0, 1, 3}) {
+        useWorkers(4);
+        Throwing t{thrower};
+        CaptureStderr();
+        try {
+            VxMpFork(work(&throwOn), 1, &t);
+            ADD_FAILURE() << "no exception from worker " << thrower;
+        } catch (const ShareFailed& e) {
+            EXPECT_EQ(e.worker, thrower);
+        }
+        EXPECT_EQ(t.finished.load(), 3) << thrower;
+        EXPECT_EQ(t.forkedSeen.load(), 4);
+        EXPECT_EQ(forkState()[6], 0);
+        EXPECT_EQ(VxMpGetID(), 0);
+        Throwing none{-1};
+        VxMpFork(work(&throwOn), 1, &none);
+        EXPECT_EQ(none.finished.load(), 4);
+        EXPECT_EQ(GetCapturedStderr(), "") << "no recursive-fork report";
+    }
+    // One worker: the share runs in the caller and its exception leaves as well.
+    useWorkers(1);
+    Throwing alone{0};
+    EXPECT_THROW(VxMpFork(work(&throwOn), 1, &alone), ShareFailed);
+    EXPECT_EQ(VxMpIsForked(), 0);
+}
+
+void cautiousThrow(Throwing* t, VxMatrixThread* mt) {
+    if (mt->cautiousVxMpGetID() == t->thrower)
+        throw ShareFailed(t->thrower);
+    t->finished.fetch_add(1);
+}
+
+void cautiousFromWorkerThrows(Throwing* t) {
+    VxMatrixThread mt;
+    mt.cautiousVxMpFork(work(&cautiousThrow), 2, t, &mt);
+}
+
+TEST(HostBridge, MatrixThreadPassesTheExceptionOnAtTopLevelAndInsideAWorker) {
+    useWorkers(3);
+    VxMatrixThread mt;
+    Throwing top{2};
+    EXPECT_THROW(mt.cautiousVxMpFork(work(&cautiousThrow), 2, &top, &mt), ShareFailed);
+    EXPECT_EQ(top.finished.load(), 2);
+    EXPECT_EQ(VxMpIsForked(), 0);
+
+    // Inside a worker the work runs directly as share 0, so every outer
+    // worker's direct share throws; the first of them leaves the outer fork.
+    Throwing inner{0};
+    CaptureStderr();
+    EXPECT_THROW(VxMpFork(work(&cautiousFromWorkerThrows), 1, &inner), ShareFailed);
+    EXPECT_EQ(GetCapturedStderr(), "");
+    EXPECT_EQ(VxMpIsForked(), 0);
+    Throwing after{-1};
+    mt.cautiousVxMpFork(work(&cautiousThrow), 2, &after, &mt);
+    EXPECT_EQ(after.finished.load(), 3);
+    EXPECT_EQ(mt.forked, 0u);
 }
 
 TEST(HostBridge, StringHelpers) {

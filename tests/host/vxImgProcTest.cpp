@@ -7,6 +7,7 @@
 #include <gtest/gtest.h>
 
 #include <atomic>
+#include <stdexcept>
 #include <string>
 #include <vector>
 
@@ -154,6 +155,49 @@ TEST(ImgProc, WindowStackHoldsTen) {
     EXPECT_EQ(window(p), Ints({0, 0, 9, 9}));
     EXPECT_EQ(p.windowSet, 0u); // the stack never touches it
     EXPECT_EQ(stack.depth, 0);
+}
+
+struct RowFailed : std::runtime_error {
+    int worker;
+    explicit RowFailed(int w) : std::runtime_error("row failed"), worker(w) {}
+};
+
+// sample() of one worker throws: processImages passes the exception on once
+// the other workers are done, with inFork and indexer cleared.
+struct FailingShares : Shares {
+    int failWorker = 0;
+    void sample() override {
+        Shares::sample();
+        if (VxMpGetID() == failWorker)
+            throw RowFailed(failWorker);
+    }
+};
+
+TEST(ImgProc, AnExceptionInSampleLeavesProcessImagesWithTheFrameReset) {
+    VxTexIndexer image(100, 50);
+    for (int worker : {0, 3}) {
+        VxStandaloneHostSetWorkers(4);
+        SpMpSetSize(4, 1, 4);
+        FailingShares s;
+        s.failWorker = worker;
+        s.setCallsToSample(3);
+        try {
+            s.processImages(&image);
+            ADD_FAILURE() << "no exception";
+        } catch (const RowFailed& e) {
+            EXPECT_EQ(e.worker, worker);
+        }
+        EXPECT_EQ(s.log, "pre t") << worker;
+        EXPECT_EQ(s.calls.load(), 4); // every worker took its rows
+        EXPECT_EQ(s.currentCall, 0);
+        EXPECT_EQ(s.inFork, 0u);
+        EXPECT_EQ(s.indexer, nullptr);
+        EXPECT_EQ(VxMpIsForked(), 0);
+
+        Shares next; // the next frame runs normally
+        next.processImages(&image);
+        EXPECT_EQ(next.log, "pre t p4 post");
+    }
 }
 
 } // namespace

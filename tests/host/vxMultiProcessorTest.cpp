@@ -7,7 +7,10 @@
 #include <gtest/gtest.h>
 
 #include <atomic>
+#include <chrono>
+#include <stdexcept>
 #include <string>
+#include <thread>
 #include <utility>
 #include <vector>
 
@@ -189,6 +192,80 @@ TEST(MultiProcessor, ProcessInsideAWorkerIsARefusedNestedFork) {
     const std::string err = testing::internal::GetCapturedStderr();
     EXPECT_EQ(n.innerSamples.load(), 0);
     EXPECT_NE(err.find("VxMpFork - recursive fork detected\n"), std::string::npos);
+}
+
+// sample() throws on one worker in one repetition; the other workers finish.
+struct SampleFailed : std::runtime_error {
+    int worker;
+    explicit SampleFailed(int w) : std::runtime_error("sample failed"), worker(w) {}
+};
+
+struct Failing : Recorder {
+    int failRepetition = 1, failWorker = 0;
+    std::atomic<int> finished{0};
+    void sample() override {
+        Recorder::sample();
+        if (currentCall == failRepetition && VxMpGetID() == failWorker)
+            throw SampleFailed(failWorker);
+        std::this_thread::sleep_for(std::chrono::milliseconds(5));
+        finished.fetch_add(1);
+    }
+};
+
+// The exception leaves process() once every worker has finished its share:
+// no postThread for that repetition, no later repetition, no postSample;
+// inFork and the fork flag are cleared and the next process() runs whole.
+TEST(MultiProcessor, AnExceptionInSampleEndsTheLoopAndLeavesProcess) {
+    for (int worker : {0, 2}) {
+        useWorkers(3);
+        Failing f;
+        f.failWorker = worker;
+        f.setCallsToSample(4);
+        testing::internal::CaptureStderr();
+        try {
+            f.process();
+            ADD_FAILURE() << "no exception";
+        } catch (const SampleFailed& e) {
+            EXPECT_EQ(e.worker, worker);
+        }
+        EXPECT_EQ(f.log, "pre t0 p0x3 t1") << worker;
+        EXPECT_EQ(f.finished.load(), 3 + 2);
+        EXPECT_EQ(f.currentCall, 1); // the repetition that failed
+        EXPECT_EQ(f.inFork, 0u);
+        EXPECT_EQ(VxMpIsForked(), 0);
+
+        f.log.clear();
+        f.samples = 0;
+        f.failRepetition = -1;
+        f.process();
+        EXPECT_EQ(f.log, "pre t0 p0x3 t1 p1x3 t2 p2x3 t3 p3x3 post");
+        EXPECT_EQ(testing::internal::GetCapturedStderr(), "");
+    }
+}
+
+// A frame whose process() runs inside another frame's worker: its nested fork
+// is refused, and an exception of the outer sample() still leaves the outer
+// process() alone.
+struct NestedFailing : Recorder {
+    void sample() override {
+        Recorder inner;
+        inner.process();
+        if (VxMpGetID() == 1)
+            throw SampleFailed(1);
+    }
+};
+
+TEST(MultiProcessor, AnExceptionAfterARefusedNestedForkLeavesTheOuterProcess) {
+    useWorkers(2);
+    NestedFailing n;
+    testing::internal::CaptureStderr();
+    EXPECT_THROW(n.process(), SampleFailed);
+    testing::internal::GetCapturedStderr();
+    EXPECT_EQ(n.inFork, 0u);
+    EXPECT_EQ(VxMpIsForked(), 0);
+    Recorder after;
+    after.process();
+    EXPECT_EQ(after.log, "pre t0 p0x2 post");
 }
 
 } // namespace

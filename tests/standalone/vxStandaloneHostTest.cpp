@@ -4,12 +4,18 @@
 
 #include <gtest/gtest.h>
 
+#include <pthread.h>
+#include <sys/resource.h>
+#include <unistd.h>
+
+#include <algorithm>
 #include <atomic>
 #include <chrono>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
 #include <filesystem>
+#include <mutex>
 #include <stdexcept>
 #include <string>
 #include <thread>
@@ -136,6 +142,178 @@ TEST(StandaloneHost, AnExceptionInTheCallersShareWaitsForTheOthers) {
     EXPECT_TRUE(r.allMet.load());
 }
 
+void throwOnWorkerTwo(std::atomic<int>* done) {
+    if (workerId() == 2)
+        throw std::runtime_error("share 2 failed");
+    std::this_thread::sleep_for(std::chrono::milliseconds(20));
+    done->fetch_add(1);
+}
+
+// An exception escaping a pool thread's share is caught there and handed to
+// the forking thread once the fork is over, instead of ending the process.
+TEST(StandaloneHost, AnExceptionInAPoolThreadsShareReachesTheCaller) {
+    for (int round = 0; round < 3; ++round) {
+        VxStandaloneHostSetWorkers(4);
+        std::atomic<int> done{0};
+        try {
+            sparkMpFork(work(&throwOnWorkerTwo), 1, &done);
+            ADD_FAILURE() << "no exception";
+        } catch (const std::runtime_error& e) {
+            EXPECT_STREQ(e.what(), "share 2 failed");
+        }
+        EXPECT_EQ(done.load(), 3);
+        Rendezvous r{4}; // the pool still works, all at once
+        sparkMpFork(work(&meet), 1, &r);
+        EXPECT_TRUE(r.allMet.load());
+    }
+}
+
+// Every share throws: the first one thrown leaves, the rest are dropped. The
+// shares that run serially (one worker) are all run too.
+struct Thrower {
+    int first;
+    std::atomic<int> thrown{0};
+};
+
+void throwLater(Thrower* t) {
+    const int id = static_cast<int>(workerId());
+    if (id != t->first)
+        std::this_thread::sleep_for(std::chrono::milliseconds(100));
+    t->thrown.fetch_add(1);
+    throw id;
+}
+
+TEST(StandaloneHost, OnlyTheFirstExceptionLeaves) {
+    for (int workers : {1, 3}) {
+        VxStandaloneHostSetWorkers(workers);
+        for (int first = 0; first < workers; ++first) {
+            Thrower t{first};
+            try {
+                sparkMpFork(work(&throwLater), 1, &t);
+                ADD_FAILURE() << "no exception";
+            } catch (int id) {
+                EXPECT_EQ(id, first) << workers;
+            }
+            EXPECT_EQ(t.thrown.load(), workers);
+        }
+    }
+    std::atomic<int> n{0}; // and the pool goes on
+
+    sparkMpFork(work(+[](std::atomic<int>* runs) { runs->fetch_add(1); }), 1, &n);
+    EXPECT_EQ(n.load(), 3);
+}
+
+// Worker numbers each thread ran, and on how many threads they ran.
+struct Spread {
+    std::atomic<int> runs[kMaxWorkers]{};
+    std::mutex mutex;
+    std::vector<std::thread::id> threads;
+};
+
+void spread(Spread* s) {
+    const unsigned long id = workerId();
+    if (id < kMaxWorkers)
+        s->runs[id].fetch_add(1);
+    std::lock_guard<std::mutex> lock(s->mutex);
+    const std::thread::id me = std::this_thread::get_id();
+    if (std::find(s->threads.begin(), s->threads.end(), me) == s->threads.end())
+        s->threads.push_back(me);
+}
+
+std::vector<int> runsOf(const Spread& s, int n) {
+    std::vector<int> r;
+    for (int i = 0; i < n; ++i)
+        r.push_back(s.runs[i].load());
+    return r;
+}
+
+int countOf(const std::string& text, const std::string& needle) {
+    int n = 0;
+    for (size_t at = text.find(needle); at != std::string::npos; at = text.find(needle, at + 1))
+        ++n;
+    return n;
+}
+
+// Threads the system refuses: the pool runs on the ones that did start (or in
+// the caller alone), says so once per start, and every worker number still
+// runs exactly once per fork; nothing hangs.
+TEST(StandaloneHost, ThreadsThatCannotStartLeaveThePoolOnTheOthers) {
+    VxStandaloneHostShutdown();
+    for (int limit : {2, 0, 6}) {
+        VxStandaloneHostSimulateThreadLimit(limit);
+        VxStandaloneHostSetWorkers(7);
+        const int threads = std::min(limit + 1, 7);
+        CaptureStderr();
+        for (int fork = 0; fork < 50; ++fork) {
+            Spread s;
+            sparkMpFork(work(&spread), 1, &s);
+            ASSERT_EQ(runsOf(s, 8), std::vector<int>({1, 1, 1, 1, 1, 1, 1, 0}))
+                << "limit " << limit << " fork " << fork;
+            ASSERT_EQ(static_cast<int>(s.threads.size()), threads) << limit;
+            EXPECT_NE(std::find(s.threads.begin(), s.threads.end(), std::this_thread::get_id()),
+                      s.threads.end()); // the caller's thread among them
+        }
+        // An exception in a share that runs after another on the same thread.
+        std::atomic<int> done{0};
+        EXPECT_THROW(sparkMpFork(work(&throwOnWorkerTwo), 1, &done), std::runtime_error);
+        EXPECT_EQ(done.load(), 6);
+        const std::string err = GetCapturedStderr();
+        const std::string line = "sparkMpFork - started " + std::to_string(threads) +
+                                 " of 7 threads, the caller's included (";
+        EXPECT_EQ(countOf(err, "sparkMpFork - started"), limit < 6 ? 1 : 0) << err;
+        if (limit < 6) {
+            EXPECT_NE(err.find(line), std::string::npos) << err;
+        }
+        VxStandaloneHostShutdown(); // the next start tries again
+    }
+    VxStandaloneHostSimulateThreadLimit(-1);
+    VxStandaloneHostSetWorkers(4);
+    Rendezvous r{4};
+    sparkMpFork(work(&meet), 1, &r);
+    EXPECT_TRUE(r.allMet.load());
+}
+
+// Changing the worker count while other threads fork: each fork runs whole
+// with the count it started with, and nothing races (the tsan run checks).
+TEST(StandaloneHost, SetWorkersWhileOtherThreadsFork) {
+    VxStandaloneHostSetSpin(5);
+    std::atomic<bool> stop{false};
+    std::atomic<int> bad{0};
+    std::atomic<long> forks{0};
+    std::vector<std::thread> forkers;
+    for (int t = 0; t < 2; ++t)
+        forkers.emplace_back([&] {
+            while (!stop.load()) {
+                Spread s;
+                sparkMpFork(work(&spread), 1, &s);
+                int n = 0;
+                while (n < kMaxWorkers && s.runs[n].load() == 1)
+                    ++n;
+                for (int i = n; i < kMaxWorkers; ++i)
+                    if (s.runs[i].load() != 0)
+                        bad.fetch_add(1);
+                if (n < 1 || n > 4)
+                    bad.fetch_add(1);
+                forks.fetch_add(1);
+            }
+        });
+    for (int i = 0; i < 300; ++i) {
+        VxStandaloneHostSetWorkers(1 + i % 4);
+        const int workers = VxStandaloneHostWorkers();
+        if (workers < 1 || workers > 4)
+            bad.fetch_add(1);
+        if (i % 50 == 0)
+            VxStandaloneHostShutdown();
+        std::this_thread::yield();
+    }
+    stop.store(true);
+    for (auto& t : forkers)
+        t.join();
+    EXPECT_EQ(bad.load(), 0);
+    EXPECT_GT(forks.load(), 0);
+    VxStandaloneHostSetSpin(100);
+}
+
 // Forks from several threads at once are serialised, never interleaved.
 struct Exclusive {
     std::atomic<int> inside{0}, overlaps{0};
@@ -210,6 +388,73 @@ void lifeCycle() {
 TEST(StandaloneHostDeathTest, ThreadsStartAtTheFirstForkAndStopOnRequest) {
     GTEST_FLAG_SET(death_test_style, "threadsafe");
     EXPECT_EXIT(lifeCycle(), testing::ExitedWithCode(0), "before 0 pool 3 restarted 3 runs 8");
+}
+
+#if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
+#define VX_TEST_SANITIZED 1
+#elif defined(__has_feature)
+#if __has_feature(address_sanitizer) || __has_feature(thread_sanitizer)
+#define VX_TEST_SANITIZED 1
+#endif
+#endif
+
+#if !defined(VX_TEST_SANITIZED)
+// A thread start the system really refuses, in a fresh child process: its
+// address space is limited to what it uses now plus one and a half thread
+// stacks, so the pool's first thread starts and its second cannot (mapping
+// its stack fails, so std::thread throws). The fork must still run every share
+// once and return, and so must the next one.
+void realThreadLimit() {
+    pthread_attr_t attr;
+    size_t stack = 0;
+    if (pthread_getattr_default_np(&attr) != 0 || pthread_attr_getstacksize(&attr, &stack) != 0) {
+        std::fputs("no default stack size\n", stderr);
+        std::exit(2);
+    }
+    pthread_attr_destroy(&attr);
+    if (stack < 256 * 1024)
+        stack = 8 * 1024 * 1024; // glibc's fallback for a tiny or absent stack limit
+    long pages = 0;
+    if (std::FILE* statm = std::fopen("/proc/self/statm", "r")) {
+        if (std::fscanf(statm, "%ld", &pages) != 1)
+            pages = 0;
+        std::fclose(statm);
+    }
+    if (pages <= 0) {
+        std::fputs("no statm\n", stderr);
+        std::exit(2);
+    }
+    VxStandaloneHostSetWorkers(4);
+    const rlim_t used = static_cast<rlim_t>(pages) * static_cast<rlim_t>(sysconf(_SC_PAGESIZE));
+    const struct rlimit limit = {used + stack + stack / 2, RLIM_INFINITY};
+    if (setrlimit(RLIMIT_AS, &limit) != 0) {
+        std::fputs("setrlimit failed\n", stderr);
+        std::exit(2);
+    }
+    std::atomic<int> runs[4] = {};
+    auto count = +[](std::atomic<int>* r) {
+        unsigned long id = 99;
+        sparkMpInfo(&id, nullptr);
+        if (id < 4)
+            r[id].fetch_add(1);
+    };
+    sparkMpFork(work(count), 1, runs);
+    sparkMpFork(work(count), 1, runs);
+    std::fprintf(stderr, "\nruns %d %d %d %d\n", runs[0].load(), runs[1].load(), runs[2].load(),
+                 runs[3].load());
+    std::exit(0);
+}
+#endif
+
+TEST(StandaloneHostDeathTest, ARealRefusedThreadLeavesThePoolOnTheOthers) {
+#if defined(VX_TEST_SANITIZED)
+    GTEST_SKIP() << "sanitizers reserve address space, so a limit on it cannot be set here";
+#else
+    GTEST_FLAG_SET(death_test_style, "threadsafe");
+    EXPECT_EXIT(realThreadLimit(), testing::ExitedWithCode(0),
+                "^sparkMpFork - started 2 of 4 threads, the caller's included \\([^\n]*\\): "
+                "each runs its share of the 4 workers in turn\n\nruns 2 2 2 2\n$");
+#endif
 }
 
 } // namespace
