@@ -46,7 +46,8 @@
 //     moved or forgotten at release);
 //   - VxMoveHeapMemoryToSystemMemory, VxDisableHeapMemory, VxEnableHeapMemory,
 //     VxAppendToHeapList and VxRemoveFromHeapList are refused with a warning;
-//   - notifiers are neither registered nor unregistered.
+//   - notifiers constructed there are not registered (a registered one
+//     destroyed there still removes itself; see vxTexNotifier.h).
 // Queries (statistics, counts, VxWasAllocatedFromHeap) may be called anywhere.
 //
 // Log lines
@@ -93,8 +94,6 @@
 
 #include <vector>
 
-class VxTexNotifier;
-
 // The process-global heap state, in its historical order. Read-only view.
 struct VxHeapState {
     void* heapSpace;       // handle of the current allocation space, or null
@@ -107,10 +106,11 @@ struct VxHeapState {
     // check at release then reports it. Release empties the list once it has
     // been reported: those buffers went back to the host with the block.
     std::vector<void*> gHeapAllocations;
-    std::vector<VxTexNotifier*> gNotifiers; // registered notifiers, in order
-    bool disableHeap;                       // VELTRIX_DISABLE_HEAP_MEMORY was present at load
-    bool clampHeap;                         // VELTRIX_CLAMP_HEAP_MEMORY was present at load
-    bool debugHeap;                         // VELTRIX_PRINT_DEBUG_MEM_HEAP was present at load
+    // The registered notifiers have a list (and a lock) of their own:
+    // VxRegisteredTexNotifiers() in vxTexNotifier.h.
+    bool disableHeap; // VELTRIX_DISABLE_HEAP_MEMORY was present at load
+    bool clampHeap;   // VELTRIX_CLAMP_HEAP_MEMORY was present at load
+    bool debugHeap;   // VELTRIX_PRINT_DEBUG_MEM_HEAP was present at load
 };
 
 VX_API const VxHeapState& VxGetHeapState();

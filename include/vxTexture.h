@@ -204,6 +204,9 @@ VxTexture<T, U>::VxTexture(int width, int height, T* buffer)
 
 template <class T, class U>
 VxTexture<T, U>::~VxTexture() {
+    // Off the heap's list before the buffer goes, so that a release running
+    // in another thread never moves pixels being freed.
+    Unregister();
     if (ownsData != 0)
         VxImgFree(data);
     ReleaseAuxBuffers();

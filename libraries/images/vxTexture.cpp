@@ -277,6 +277,9 @@ VxMipTex<float, float>::VxMipTex(int width, int height, float* buffer)
 }
 
 VxMipTex<float, float>::~VxMipTex() {
+    // A release in another thread could rebuild the chain (Reallocate, through
+    // FreeImage) while it is being deleted: leave the heap's list first.
+    Unregister();
     NukeMipMaps();
 }
 

@@ -56,7 +56,6 @@
 #define VX_HEAP_SPACE_H
 
 #include <cstddef>
-#include <vector>
 
 struct VxHeapSpace;
 using mspace = VxHeapSpace*;
@@ -112,11 +111,5 @@ struct VxHeapSpaceCensus {
 // disagrees: sizes, boundary tags, two free neighbours, a free chunk missing
 // from (or misfiled in) the lists, or a bitmap out of step. O(chunks).
 bool mspace_check(mspace space, VxHeapSpaceCensus* census);
-
-// The heap manager's list of registered texture notifiers, for the notifier
-// itself to add and remove entries (vxHeap.cpp owns it; it is read-only in
-// VxGetHeapState). Not exported.
-class VxTexNotifier;
-std::vector<VxTexNotifier*>& VxHeapNotifierList();
 
 #endif

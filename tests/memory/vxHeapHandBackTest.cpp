@@ -44,6 +44,41 @@ TEST(HeapHandBack, MovesWhatItCanOnceAndReportsTheRest) {
     EXPECT_EQ(VxMemoryHeapChunkCount(), 0);
 }
 
+// A Reallocate that destroys a texture listed before it and makes a new one:
+// the walk neither skips the next notifier nor waits on itself.
+class Juggler final : public VxTexNotifier {
+public:
+    explicit Juggler(std::unique_ptr<TestTexture>& v) : victim(v) {}
+    ~Juggler() {
+        Unregister();
+        VxImgFree(data);
+    }
+    int Reallocate() override {
+        victim.reset();
+        made = std::make_unique<TestTexture>(8);
+        void* fresh = VxImgAlloc(32);
+        VxImgFree(data);
+        data = fresh;
+        return 1;
+    }
+    void* GetVoidData() const override { return data; }
+    std::unique_ptr<TestTexture>& victim;
+    std::unique_ptr<TestTexture> made;
+    void* data = VxImgAlloc(32);
+};
+
+TEST(HeapHandBack, AReallocateMayMakeAndDestroyTextures) {
+    auto block = std::make_unique<HostBlock>(1 << 16);
+    VxSetHeapMemoryPtr(block->base, block->size);
+    auto before = std::make_unique<TestTexture>(16);
+    Juggler juggler(before);
+    TestTexture after(16);
+    VxReleaseHeapMemoryPtr();
+    EXPECT_EQ(before, nullptr);
+    EXPECT_EQ(after.moves, 1);
+    EXPECT_FALSE(block->holds(juggler.data) || block->holds(after.data));
+}
+
 // Random textures, plain buffers, disable/enable, releases and replacements.
 // At each release the count report matches the records left behind, and every
 // texture keeps its pixels outside the old block, which is then scribbled over

@@ -1,0 +1,64 @@
+// Textures register with the heap from any thread, and none outlives its entry.
+#include "vxHeap.h"
+#include "vxHost.h"
+#include "vxMosaic.h"
+#include "vxStandaloneHost.h"
+#include "vxTexNotifier.h"
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <thread>
+#include <vector>
+
+namespace {
+
+bool registered(const VxTexNotifier* n) {
+    const std::vector<VxTexNotifier*> list = VxRegisteredTexNotifiers();
+    return std::find(list.begin(), list.end(), n) != list.end();
+}
+
+TEST(TexNotifierThreads, MapsMadeAndDeletedInSeveralThreads) {
+    const std::size_t before = VxRegisteredTexNotifiers().size();
+    std::vector<std::thread> threads;
+    for (int t = 0; t < 3; ++t)
+        threads.emplace_back([] {
+            for (int i = 0; i < 10000; ++i)
+                delete VxMosaicSquares(2, 2);
+        });
+    for (std::thread& t : threads)
+        t.join();
+    EXPECT_EQ(VxRegisteredTexNotifiers().size(), before);
+}
+
+void deleteInWorker(VxMosaicMap** maps) {
+    delete maps[VxMpGetID()];
+    maps[VxMpGetID()] = nullptr;
+}
+
+TEST(TexNotifierThreads, DestroyedInAForkLeavesTheList) {
+    VxStandaloneHostSetWorkers(2);
+    SpMpSetSize(2, 1, 2);
+    std::vector<unsigned char> block(1 << 16);
+    VxSetHeapMemoryPtr(block.data(), block.size());
+    VxMosaicMap* maps[2] = {VxMosaicSquares(4, 4), VxMosaicSquares(4, 4)};
+    const VxTexNotifier* gone[2] = {maps[0], maps[1]};
+    ASSERT_TRUE(registered(gone[0]) && registered(gone[1]));
+    VxMpFork(reinterpret_cast<VxMpWork>(&deleteInWorker), 1, maps);
+    EXPECT_FALSE(registered(gone[0]));
+    EXPECT_FALSE(registered(gone[1]));
+
+    // Made inside a fork: not registered, as before.
+    VxMosaicMap* kept = nullptr;
+    VxMpFork(reinterpret_cast<VxMpWork>(+[](VxMosaicMap** out) {
+                 if (VxMpGetID() == 0)
+                     *out = VxMosaicSquares(4, 4);
+             }),
+             1, &kept);
+    ASSERT_NE(kept, nullptr);
+    EXPECT_FALSE(registered(kept));
+    delete kept;
+    VxReleaseHeapMemoryPtr(); // the walk must not reach the deleted maps
+}
+
+} // namespace
