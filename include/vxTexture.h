@@ -491,12 +491,19 @@ extern template class VX_API VxTexture<VxComplex<float>, VxComplex<float>>;
 //
 // Levels 1 and up are owned by the chain and follow every change made through
 // this texture's setters: crop (which rebuilds the chain from the cropped
-// pixels), edge methods, offsets and the default pixel. They keep their
-// pixels, geometry and ownership through the heap hand-back. Level 0 itself
-// follows the texture rules above, so when its own buffer is moved out of the
-// heap its chain goes with FreeImage; call MakeMipMaps again after setting the
-// geometry. Change the pixels, then call MakeMipMaps: the chain is not
-// refreshed by itself.
+// pixels), edge methods, offsets and the default pixel. Change the pixels,
+// then call MakeMipMaps: the chain is not refreshed by itself.
+//
+// Through a heap release each level is an owned texture like any other (its
+// buffer comes from VxImgAlloc, so from the heap while one is enabled):
+// Reallocate moves its pixels to system memory, leaves
+// them not owned and zeroes its resolutions. A mip texture that lives through
+// a release therefore keeps its levels' pixels (the chain still frees them)
+// but not their geometry: AreaSample and ChooseLevel skip levels of
+// resolution 0 and read the top level alone until MakeMipMaps builds the
+// chain again (in system memory by then). Level 0 itself follows the texture
+// rules above, so when its own buffer is moved out of the heap its chain goes
+// with FreeImage; call MakeMipMaps again after setting the geometry.
 //
 // A level's pixel is the plain mean of a 2 x 2 block of the level above; on an
 // odd axis one hash-chosen output takes three pixels instead of two, so no
