@@ -8,6 +8,7 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <atomic>
 #include <thread>
 #include <vector>
 
@@ -20,9 +21,14 @@ bool registered(const VxTexNotifier* n) {
 
 TEST(TexNotifierThreads, MapsMadeAndDeletedInSeveralThreads) {
     const std::size_t before = VxRegisteredTexNotifiers().size();
+    std::atomic<int> ready{0};
     std::vector<std::thread> threads;
     for (int t = 0; t < 3; ++t)
-        threads.emplace_back([] {
+        threads.emplace_back([&ready] {
+            // All three start together, so that their lists changes overlap.
+            ++ready;
+            while (ready.load() < 3)
+                std::this_thread::yield();
             for (int i = 0; i < 10000; ++i)
                 delete VxMosaicSquares(2, 2);
         });
