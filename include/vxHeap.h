@@ -129,7 +129,7 @@ VX_API const VxHeapState& VxGetHeapState();
 // 4. heapMode = 1; a null base stops here (no heap);
 // 5. builds the space; if the block is unusable (too small for the space's
 //    record and one chunk) writes "Heap space creation failed! No heap will be
-//    available!\n" after the allocator's own reason and stops in mode 1;
+//    available!\n", the only line, and stops in mode 1;
 // 6. (debug) "Initialised Heap with Ptr[%x] Data Size[%d]\n" (base, size) and
 //    the statistics line;
 // 7. zeroes mallocCount and freeCount; heapMode = 2.

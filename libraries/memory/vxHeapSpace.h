@@ -66,8 +66,8 @@ constexpr std::size_t kVxHeapSpaceAlignment = 64;
 // Builds a space inside [base, base + capacity) and returns its handle (an
 // address inside the block). A null base, a block too small for the space
 // record plus one 64-byte chunk and the fence, or one that wraps around the
-// address space gives null and a line on stderr. `locked` is accepted for
-// compatibility and ignored: the space never locks.
+// address space gives null, silently (the heap manager reports it). `locked`
+// is accepted for compatibility and ignored: the space never locks.
 mspace create_mspace_with_base(void* base, std::size_t capacity, int locked);
 
 // Ends the space: its handle stops being accepted (a later call with it gives

@@ -25,7 +25,7 @@ TEST(TexNotifierThreads, MapsMadeAndDeletedInSeveralThreads) {
     std::vector<std::thread> threads;
     for (int t = 0; t < 3; ++t)
         threads.emplace_back([&ready] {
-            // All three start together, so that their lists changes overlap.
+            // All three start together, so that their changes to the list overlap.
             ++ready;
             while (ready.load() < 3)
                 std::this_thread::yield();
