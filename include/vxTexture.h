@@ -38,9 +38,12 @@
 //   follow its owner: make views of cached images after the heap is gone.
 //
 // Threading
-//   Build, resize, crop and make mip chains outside a processor fork (heap
-//   registration is skipped inside one); the samplers are const, touch no
-//   shared state and may be called by every worker at once. Nothing here
+//   Separate textures may be made and destroyed in any number of threads at
+//   once: their heap registration is locked (vxTexNotifier.h). One texture
+//   is built, resized, cropped and given its mip chain by one thread at a
+//   time; a texture that is to follow the heap is made outside a processor
+//   fork (registration is skipped inside one). The samplers are const, touch
+//   no shared state and may be called by every worker at once. Nothing here
 //   throws; failures are reported on stderr by the non-sampling calls only.
 #ifndef VX_TEXTURE_H
 #define VX_TEXTURE_H

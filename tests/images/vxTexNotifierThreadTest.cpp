@@ -37,6 +37,48 @@ TEST(TexNotifierThreads, MapsMadeAndDeletedInSeveralThreads) {
     EXPECT_EQ(VxRegisteredTexNotifiers().size(), before);
 }
 
+// A notifier deleted in one thread while a heap release in another is moving
+// it: the deletion waits for the move to finish.
+std::atomic<bool> inside{false}, deleting{false}, destroyed{false}, destroyedDuringMove{false};
+void* leftover = nullptr; // freed once the release is over: the heap itself has no lock
+
+class Slow final : public VxTexNotifier {
+public:
+    ~Slow() {
+        Unregister();
+        destroyed = true;
+        leftover = data;
+    }
+    int Reallocate() override {
+        inside = true;
+        while (!deleting)
+            std::this_thread::yield();
+        for (int i = 0; i < 10000; ++i) // room for the deletion to run ahead
+            std::this_thread::yield();
+        destroyedDuringMove = destroyed.load();
+        void* fresh = VxImgAlloc(64);
+        VxImgFree(data);
+        data = fresh;
+        return 1;
+    }
+    void* GetVoidData() const override { return data; }
+    void* data = VxImgAlloc(64);
+};
+
+TEST(TexNotifierThreads, DeletionWaitsForAReleaseMovingIt) {
+    std::vector<unsigned char> block(1 << 16);
+    VxSetHeapMemoryPtr(block.data(), block.size());
+    Slow* slow = new Slow;
+    std::thread release([] { VxReleaseHeapMemoryPtr(); });
+    while (!inside)
+        std::this_thread::yield();
+    deleting = true;
+    delete slow;
+    release.join();
+    EXPECT_FALSE(destroyedDuringMove.load());
+    VxImgFree(leftover);
+}
+
 void deleteInWorker(VxMosaicMap** maps) {
     delete maps[VxMpGetID()];
     maps[VxMpGetID()] = nullptr;
