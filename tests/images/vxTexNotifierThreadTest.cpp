@@ -87,8 +87,6 @@ void deleteInWorker(VxMosaicMap** maps) {
 TEST(TexNotifierThreads, DestroyedInAForkLeavesTheList) {
     VxStandaloneHostSetWorkers(2);
     SpMpSetSize(2, 1, 2);
-    std::vector<unsigned char> block(1 << 16);
-    VxSetHeapMemoryPtr(block.data(), block.size());
     VxMosaicMap* maps[2] = {VxMosaicSquares(4, 4), VxMosaicSquares(4, 4)};
     const VxTexNotifier* gone[2] = {maps[0], maps[1]};
     ASSERT_TRUE(registered(gone[0]) && registered(gone[1]));
@@ -106,7 +104,9 @@ TEST(TexNotifierThreads, DestroyedInAForkLeavesTheList) {
     ASSERT_NE(kept, nullptr);
     EXPECT_FALSE(registered(kept));
     delete kept;
-    VxReleaseHeapMemoryPtr(); // the walk must not reach the deleted maps
+    std::vector<unsigned char> block(1 << 16);
+    VxSetHeapMemoryPtr(block.data(), block.size());
+    VxReleaseHeapMemoryPtr(); // its walk must not reach the deleted maps
 }
 
 } // namespace
