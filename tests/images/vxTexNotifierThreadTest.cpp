@@ -53,7 +53,7 @@ public:
         inside = true;
         while (!deleting)
             std::this_thread::yield();
-        for (int i = 0; i < 10000; ++i) // room for the deletion to run ahead
+        for (int i = 0; i < 200; ++i) // room for the deletion to run ahead
             std::this_thread::yield();
         destroyedDuringMove = destroyed.load();
         void* fresh = VxImgAlloc(64);
