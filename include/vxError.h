@@ -30,10 +30,11 @@
 //         Veltrix::Exceptions::Stack::stackClear();
 //     }
 //
-// Threading: nothing is locked. Run Initialise before any fork. Each worker of
-// a fork records into its own slot of the stack (keyed by VxMpGetID), so
-// workers may throw, catch and push at the same time; dump and clear the stack
-// outside forks.
+// Threading: the registry is not locked: run Initialise before any fork. Each
+// worker of a fork records into its own list of the stack (keyed by
+// VxMpGetID, whatever number that is), so workers may throw, catch and push
+// at the same time; only the first push of a worker id outside 0 to 1023
+// takes a lock. Dump and clear the stack outside forks.
 #ifndef VX_ERROR_H
 #define VX_ERROR_H
 
