@@ -33,8 +33,8 @@
 // Threading: the registry is not locked: run Initialise before any fork. Each
 // worker of a fork records into its own list of the stack (keyed by
 // VxMpGetID, whatever number that is), so workers may throw, catch and push
-// at the same time; only the first push of a worker id outside 0 to 1023
-// takes a lock. Dump and clear the stack outside forks.
+// at the same time; a push for a worker id outside 0 to 1023 takes a short
+// lock to find its list. Dump and clear the stack outside forks.
 #ifndef VX_ERROR_H
 #define VX_ERROR_H
 
