@@ -87,6 +87,17 @@ TEST(ErrorStackThreads, EveryWorkerIdIsRecorded) {
     Stack::stackClear();
     EXPECT_EQ(Stack::gStack.workerCount(), 0);
     EXPECT_EQ(Stack::gStack.entries(4000), nullptr);
+
+    // A negative worker count scales host processor 1 to id -1, dumped first.
+    VxStandaloneHostSetWorkers(2);
+    SpMpSetSize(1, 1, -1);
+    VxMpFork(reinterpret_cast<VxMpWork>(&throwCatchRecord), 1, caught);
+    std::ostringstream negative;
+    Stack::stackDump(negative);
+    const std::size_t minusOne = negative.str().find("Thread -1\n");
+    EXPECT_NE(minusOne, std::string::npos);
+    EXPECT_LT(minusOne, negative.str().find("Thread 0\n"));
+    Stack::stackClear();
 }
 
 } // namespace

@@ -204,4 +204,5 @@ TEST(VxMipTex, LevelsThroughAHeapRelease) {
     mip.MakeMipMaps();
     EXPECT_EQ(mip.levelCount, 5);
     EXPECT_EQ(mip.levels[1]->xIndexer.resolution, 8);
+    EXPECT_FALSE(inBlock(mip.levels[1]->data));
 }
