@@ -21,10 +21,11 @@ struct Registry {
 };
 
 // Built on first use, so that textures constructed during another library's
-// static initialisation find it ready (and it outlives them at exit).
+// static initialisation find it ready, and never destroyed, so that a texture
+// destroyed late at exit still finds it.
 Registry& registry() {
-    static Registry r;
-    return r;
+    static Registry* const r = new Registry;
+    return *r;
 }
 
 } // namespace
