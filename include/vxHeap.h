@@ -157,7 +157,10 @@ VX_API void VxReleaseHeapMemoryPtr();
 // completed.\n". A notifier whose data is still in the heap after its
 // Reallocate() gets "Veltrix Warning : notifier [%x] left its data [%x] in the
 // heap. It will not survive the release.\n". Refused inside a fork, with a
-// warning.
+// warning. A Reallocate may construct and destroy notifiers: one added is
+// visited too, one removed before its turn is not. A notifier destroyed in
+// another thread meanwhile is not called after its destructor has begun
+// removing it (see vxTexNotifier.h).
 VX_API void VxMoveHeapMemoryToSystemMemory();
 
 // ---------------------------------------------------------------------------
