@@ -65,6 +65,7 @@ void VxVisitNotifiers(const std::function<void(VxTexNotifier*)>& visit) {
     std::unique_lock<std::mutex> hold(r.lock);
     if (r.walking && r.walker == self)
         return;
+    // The walk state is single: a walk from another thread waits its turn.
     r.changed.wait(hold, [&] { return !r.walking; });
     r.walking = true;
     r.walker = self;

@@ -14,8 +14,8 @@
 //   - a notifier that another thread tries to remove while the walk is
 //     visiting it waits until the visit returns, so the walk never calls
 //     into an object whose destruction has gone past its unregistration.
-// Only one walk runs at a time: a second one from another thread waits for
-// the first, one started from inside a visit does nothing.
+// A walk started from inside a visit (a Reallocate that moves the heap out
+// again) does nothing.
 #ifndef VX_NOTIFIER_REGISTRY_H
 #define VX_NOTIFIER_REGISTRY_H
 

@@ -47,7 +47,7 @@ TEST(HeapHandBack, MovesWhatItCanOnceAndReportsTheRest) {
 // A Reallocate that destroys textures listed before and after it and makes a
 // new one, handing it its heap buffer: the walk neither skips the next
 // notifier, nor reaches the destroyed one, nor misses the new one, nor waits
-// on itself.
+// on itself, nor starts again inside itself.
 class Juggler final : public VxTexNotifier {
 public:
     Juggler(std::unique_ptr<TestTexture>& a, std::unique_ptr<TestTexture>& b)
@@ -57,6 +57,7 @@ public:
         VxImgFree(data);
     }
     int Reallocate() override {
+        VxMoveHeapMemoryToSystemMemory(); // from inside the walk: does nothing
         before.reset();
         later.reset();
         made = std::make_unique<TestTexture>(8);
