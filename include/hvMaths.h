@@ -38,9 +38,9 @@
 // All types are plain values: no heap, no virtual functions, no hidden state.
 // Each is laid out as consecutive floats (asserted below), so arrays of them can
 // be handed to code that expects packed floats. Every function in this header
-// may be called from any thread, including inside a processor fork; only
-// HvMatrix44::Perspective and VxFourCornerTransform ever write anything (one line
-// on stderr, for the degenerate arguments documented with them).
+// may be called from any thread, including inside a processor fork. Nothing
+// here writes anything; the few arguments that would divide by zero get the
+// safe results documented with them.
 #ifndef HV_MATHS_H
 #define HV_MATHS_H
 
@@ -564,9 +564,9 @@ struct VX_API HvMatrix44 : HvDetail::MatrixOps<HvMatrix44, 4> {
     HvMatrix44& RotateZ(float a);
     // Projection onto the plane z = 0 from distance d: w' = w + z / d, z' = 0
     // (every row: M[i][3] += M[i][2] * r with r = 1/d rounded to float, then
-    // M[i][2] = 0). d == 0 (or a d so small that 1/d overflows float) would put
-    // infinities in the matrix: instead one line is written on stderr and the
-    // matrix is left unchanged.
+    // M[i][2] = 0). d == 0 (either sign) has no reciprocal: the matrix is left
+    // unchanged. A d so small that 1/d overflows float follows the rule with
+    // an infinite r (infinities, and NaN where they meet a zero).
     HvMatrix44& Perspective(float d);
 };
 
@@ -603,10 +603,11 @@ VX_API HvVec3 operator*(const HvVec3& p, const HvMatrix44& m);
 // (0,0), (1,0), (0,1), (1,1) of the unit square, not in cyclic order. Built in
 // float from the square-to-quad maps of both quads. Two identical quads give
 // the identity up to rounding, the unit square to itself exactly.
-// A null argument, or a quad whose projective part has no finite solution (four
-// corners on one line that do not form a parallelogram, say), writes one line
-// on stderr and returns the identity. A flat parallelogram as `second` is not
-// reported: its singular map inverts to the identity, as Invert always does.
+// A null argument, or a quad whose projective part would divide by zero (four
+// corners on one line that do not form a parallelogram, say), gives the
+// identity. A flat parallelogram as `second` has a singular map, which
+// inverts to the identity as Invert always does. Any other quad follows the
+// construction, even where float arithmetic overflows into infinities or NaN.
 VX_API HvMatrix33 VxFourCornerTransform(HvVec2* first, HvVec2* second);
 
 // Bounding box of the rectangle (x0, y0) - (x1, y1) after mapping: its four

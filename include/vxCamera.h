@@ -87,8 +87,8 @@ public:
     // [0][0] = focalFactor / aspect, [1][1] = focalFactor,
     // [2][2] = (far + near) / (far - near), [2][3] = -1,
     // [3][2] = 2 far near / (far - near). Equal clip distances, a zero height
-    // or a zero field of view would divide by zero: one line on stderr, and
-    // the matrix keeps the IEEE results.
+    // or a zero field of view divide by zero: the matrix keeps the IEEE
+    // results (infinities or NaN), and nothing is reported.
     void calculatePerspectiveMatrix();
     // diag(width, +-height, 1, 1) (height negated when flipY is set) times the
     // translation by (width / 2, height / 2).

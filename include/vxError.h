@@ -30,10 +30,11 @@
 //         Veltrix::Exceptions::Stack::stackClear();
 //     }
 //
-// Threading: nothing is locked. Run Initialise before any fork. Each worker of
-// a fork records into its own slot of the stack (keyed by VxMpGetID), so
-// workers may throw, catch and push at the same time; dump and clear the stack
-// outside forks.
+// Threading: the registry is not locked: run Initialise before any fork. Each
+// worker of a fork records into its own list of the stack (keyed by
+// VxMpGetID, whatever number that is), so workers may throw, catch and push
+// at the same time; a push for a worker id outside 0 to 1023 takes a short
+// lock to find its list. Dump and clear the stack outside forks.
 #ifndef VX_ERROR_H
 #define VX_ERROR_H
 
@@ -42,6 +43,7 @@
 
 #include <cstdint>
 #include <map>
+#include <mutex>
 #include <ostream>
 #include <string>
 
@@ -270,36 +272,68 @@ VX_DECLARE_EX_EXCEPTION(ErrorEnumNeedsDefault, Errors::NeedsDefault);
 // The exception stack: per worker, every level an exception passed through.
 namespace Stack {
 
-// Per-worker lists of recorded errors, in push order. Each worker owns one
-// slot, so the workers of a fork record without touching each other; worker
-// ids from 0 to kMaxWorkers - 1 are kept.
+// Per-worker lists of recorded errors, in push order, for every worker id
+// (VxMpGetID, which SpMpSetSize's scaling can make any int). Ids 0 to
+// kMaxWorkers - 1 each own a fixed slot, so the workers of a fork record
+// without touching each other or any lock. Other ids get their list on their
+// first push, in a map guarded by a lock; once made, a list stays where it is
+// and only its worker writes to it.
 class VX_API WorkerStacks {
 public:
     static constexpr int kMaxWorkers = 1024;
 
     // The worker's entries keyed by depth (0 = first push); null when the
-    // worker has none or the id is out of range.
+    // worker has none.
     const std::map<int, Errors::ErrorString>* entries(int worker) const;
 
-    // The worker's slot for recording, empty or not; null when the id is out
-    // of range.
+    // The worker's list for recording, made empty if it has none.
     std::map<int, Errors::ErrorString>* slot(int worker);
 
     // How many workers have entries.
     int workerCount() const;
 
+    // Calls visit(id, entries) for every worker with entries, in ascending id
+    // order (negative ids first).
+    template <class Visit>
+    void forEachWorker(Visit visit) {
+        eachWorker(*this, visit);
+    }
+    template <class Visit>
+    void forEachWorker(Visit visit) const {
+        eachWorker(*this, visit);
+    }
+
     void clear();
 
 private:
+    template <class Self, class Visit>
+    static void eachWorker(Self& self, Visit& visit);
+
     std::map<int, Errors::ErrorString> slots_[kMaxWorkers];
+    std::map<int, std::map<int, Errors::ErrorString>> others_; // ids outside the slots
+    mutable std::mutex othersLock_;
 };
+
+template <class Self, class Visit>
+void WorkerStacks::eachWorker(Self& self, Visit& visit) {
+    std::lock_guard<std::mutex> hold(self.othersLock_);
+    auto other = self.others_.begin();
+    for (; other != self.others_.end() && other->first < 0; ++other)
+        if (!other->second.empty())
+            visit(other->first, other->second);
+    for (int worker = 0; worker < kMaxWorkers; ++worker)
+        if (!self.slots_[worker].empty())
+            visit(worker, self.slots_[worker]);
+    for (; other != self.others_.end(); ++other)
+        if (!other->second.empty())
+            visit(other->first, other->second);
+}
 
 extern VX_API WorkerStacks gStack;
 
 // Records a copy of `es` for the calling worker, then moves es's location to
 // this catch site (function, line, and the file after its last backslash):
-// each entry thus shows where the level before it recorded the error. A
-// worker id outside the kept range is reported on stderr and not recorded.
+// each entry thus shows where the level before it recorded the error.
 VX_API void stackPush(Errors::ErrorString& es, const char* function, const char* file, int line);
 
 // Removes every worker's entries.

@@ -46,7 +46,8 @@
 //     moved or forgotten at release);
 //   - VxMoveHeapMemoryToSystemMemory, VxDisableHeapMemory, VxEnableHeapMemory,
 //     VxAppendToHeapList and VxRemoveFromHeapList are refused with a warning;
-//   - notifiers are neither registered nor unregistered.
+//   - notifiers constructed there are not registered (a registered one
+//     destroyed there still removes itself; see vxTexNotifier.h).
 // Queries (statistics, counts, VxWasAllocatedFromHeap) may be called anywhere.
 //
 // Log lines
@@ -93,8 +94,6 @@
 
 #include <vector>
 
-class VxTexNotifier;
-
 // The process-global heap state, in its historical order. Read-only view.
 struct VxHeapState {
     void* heapSpace;       // handle of the current allocation space, or null
@@ -107,10 +106,11 @@ struct VxHeapState {
     // check at release then reports it. Release empties the list once it has
     // been reported: those buffers went back to the host with the block.
     std::vector<void*> gHeapAllocations;
-    std::vector<VxTexNotifier*> gNotifiers; // registered notifiers, in order
-    bool disableHeap;                       // VELTRIX_DISABLE_HEAP_MEMORY was present at load
-    bool clampHeap;                         // VELTRIX_CLAMP_HEAP_MEMORY was present at load
-    bool debugHeap;                         // VELTRIX_PRINT_DEBUG_MEM_HEAP was present at load
+    // The registered notifiers have a list (and a lock) of their own:
+    // VxRegisteredTexNotifiers() in vxTexNotifier.h.
+    bool disableHeap; // VELTRIX_DISABLE_HEAP_MEMORY was present at load
+    bool clampHeap;   // VELTRIX_CLAMP_HEAP_MEMORY was present at load
+    bool debugHeap;   // VELTRIX_PRINT_DEBUG_MEM_HEAP was present at load
 };
 
 VX_API const VxHeapState& VxGetHeapState();
@@ -129,7 +129,7 @@ VX_API const VxHeapState& VxGetHeapState();
 // 4. heapMode = 1; a null base stops here (no heap);
 // 5. builds the space; if the block is unusable (too small for the space's
 //    record and one chunk) writes "Heap space creation failed! No heap will be
-//    available!\n" after the allocator's own reason and stops in mode 1;
+//    available!\n", the only line, and stops in mode 1;
 // 6. (debug) "Initialised Heap with Ptr[%x] Data Size[%d]\n" (base, size) and
 //    the statistics line;
 // 7. zeroes mallocCount and freeCount; heapMode = 2.
@@ -157,7 +157,10 @@ VX_API void VxReleaseHeapMemoryPtr();
 // completed.\n". A notifier whose data is still in the heap after its
 // Reallocate() gets "Veltrix Warning : notifier [%x] left its data [%x] in the
 // heap. It will not survive the release.\n". Refused inside a fork, with a
-// warning.
+// warning. A Reallocate may construct and destroy notifiers: one added is
+// visited too, one removed before its turn is not. A notifier destroyed in
+// another thread meanwhile is not called after its destructor has begun
+// removing it (see vxTexNotifier.h).
 VX_API void VxMoveHeapMemoryToSystemMemory();
 
 // ---------------------------------------------------------------------------

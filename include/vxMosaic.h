@@ -24,9 +24,10 @@
 //   an image buffer, gives null and a line on stderr.
 //
 // Threading
-//   The generators and VxMosaicMakeXfm touch no shared state and may run in
-//   any thread; as for every texture, make maps outside a processor fork when
-//   they must follow the managed heap (vxTexture.h).
+//   The generators and VxMosaicMakeXfm may run in any number of threads at
+//   once: the only shared state a map touches is its heap registration, which
+//   is locked (vxTexNotifier.h). As for every texture, make maps outside a
+//   processor fork when they must follow the managed heap (vxTexture.h).
 #ifndef VX_MOSAIC_H
 #define VX_MOSAIC_H
 

@@ -40,9 +40,12 @@
 //   circle, 1 - max(|x|, |y|) for the box) and s = softness, the density is
 //   1 where d > s and d / s elsewhere inside: 0 on the boundary, 1 at
 //   canonical depth s. With s above 1 the shape never reaches 1; its peak at
-//   the centre is 1 / s = maxDensity(). A softness of 0 or below is a hard
-//   edge: density 1 inside, 0 on the boundary and outside (setup reports it
-//   on stderr, since the ramp it asks for does not exist).
+//   the centre is 1 / s = maxDensity(). Keep s positive. The same rules hold
+//   below: with s = 0 the density is 1 inside and 0 on the boundary itself
+//   (where d / s would be 0 / 0); with s < 0 it is 1 everywhere inside,
+//   boundary included, and the core (innerBox, the inner intervals), being
+//   the shape shrunk by s, grows beyond the shape to where the density is 0.
+//   Nothing is reported.
 //
 // Setup
 //   The setters mark the mask dirty; setup() rebuilds the matrices and the
@@ -158,11 +161,10 @@ public:
     unsigned inverseStale : 1; // set at construction, cleared by setup()
 
 protected:
-    // The density for canonical depth d inside the boundary (d >= 0), with
-    // the hard-edge rule for softness <= 0.
+    // The density for canonical depth d inside the boundary (d >= 0): 1 when
+    // d > softness, else d / softness, and 0 for d = softness = 0.
     float ramp(float d) const;
-    // The softness the inner (full-density) shape is shrunk by: softness,
-    // or 0 for a hard edge.
+    // The amount the inner (full-density) shape is shrunk by: softness.
     float coreInset() const;
     // Maps the image segment from `from` to `to` into canonical space: start
     // a and difference d.

@@ -40,10 +40,13 @@
 // image.
 //
 // Hot paths: IndexC, Reflect, GetLerpIndicies, GetSpanIndex, safeIndexRegion
-// and MapSpan are called per pixel or per span; they are pure, cheap and print
-// nothing. The setters and VxGrowTexIndexer are not hot; they write one line
-// on stderr when given an edge value outside 0 to 3 or a value they cannot
-// represent.
+// and MapSpan are called per pixel or per span; they are pure and cheap.
+//
+// Nothing here reports anything: no operation writes to stderr or stdout.
+// Inputs the rules do not cover get the safe results documented with each
+// operation. An edge value outside 0 to 3 is stored as given (by the
+// constructor and both SetEdgeMethod) and then handled as described above,
+// so lookups outside the crop are not edge-handled.
 //
 // Threading: indexers are plain values with no hidden state. Every worker of
 // a fork may read the same indexer, and call its index operations, at once;
@@ -82,7 +85,7 @@ public:
     // one-pixel crop (at 0 or at resolution - 1) that names no real pixel.
     void SetCrop(int a, int b);
 
-    // Stores e. A value outside 0 to 3 is stored as given and reported on stderr.
+    // Stores e; a value outside 0 to 3 is stored as given, silently.
     void SetEdgeMethod(VxTexEdgeEnum e);
 
     // Maps pixel index i into the crop by the edge method. Inside the crop i
@@ -166,7 +169,7 @@ public:
     virtual void SetEdgeMethod(VxTexEdgeEnum ex, VxTexEdgeEnum ey);
     // Stores offsetF = x and offset = floor(x + 0.5), likewise for y; origin is
     // left alone. A NaN offset gives a whole-pixel offset of 0 and one beyond
-    // the 32-bit range is held at its end; either is reported on stderr.
+    // the 32-bit range is held at its end.
     virtual void SetOffset(float x, float y);
     // Stores offsetF = (float)x and offset = x, likewise for y; origin is left alone.
     virtual void SetOffset(int x, int y);
@@ -194,7 +197,7 @@ struct VxRectI {
 //   (0 if negative), the whole axis cropped, the source's edge method, and
 //   offset = origin = offsetF = its first coordinate, flag clear.
 // A clip with lo > hi leaves no pixels, and a grown axis larger than
-// 2147483647 pixels is held at that size; both are reported on stderr.
+// 2147483647 pixels is held at that size.
 VX_API Vx1DTexIndexer VxGrowTexIndexer(const Vx1DTexIndexer& src, int growBefore, int growAfter,
                                        int lo, int hi, int keepEdged);
 

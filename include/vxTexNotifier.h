@@ -10,11 +10,22 @@
 //     memory by then) and frees the old one with VxImgFree, which hands it
 //     back to the heap. It is called only for a buffer the heap handed out.
 //
-// Registration is skipped inside a fork (vxHost.h): a notifier constructed or
-// destroyed in a worker is neither added to nor removed from the list, so
-// textures that take part in the hand-back must be made and destroyed outside
-// forks. A copy registers itself as a new object; assignment leaves the
-// registration of both sides alone.
+// Threads and forks: registration is safe from any thread (the list has a
+// lock of its own), so textures may be made and destroyed in several threads
+// at once. A notifier constructed inside a fork (vxHost.h) is not registered:
+// what a worker makes is not moved by the heap. A destructor always removes
+// the object's entry, wherever it runs (also inside a fork), so no destroyed
+// notifier is ever left on the list. A copy registers itself as a new object;
+// assignment leaves the registration of both sides alone.
+//
+// Destroying a notifier while the heap is being released: if the release is
+// calling this notifier's Reallocate in another thread, unregistering waits
+// until that call returns, and the release does not call the object again.
+// The wait protects the object only from the point where it unregisters, so
+// a derived class whose destructor changes what Reallocate or GetVoidData
+// read calls Unregister() first (the library's textures do). Reallocate may
+// itself construct and destroy notifiers; it must not wait for another thread
+// that is destroying this same notifier.
 //
 // The destructor is protected and not virtual, as the binary layout requires
 // (the table holds Reallocate then GetVoidData, nothing else): delete through
@@ -24,6 +35,8 @@
 #define VX_TEX_NOTIFIER_H
 
 #include "vxExport.h"
+
+#include <vector>
 
 class VX_API VxTexNotifier {
 public:
@@ -40,8 +53,15 @@ public:
     virtual void* GetVoidData() const;
 
 protected:
-    // Removes the first list entry equal to this object (outside a fork).
+    // Removes this object's entry, if it has one (inside a fork as well).
     ~VxTexNotifier();
+
+    // Removes this object's entry now; the destructor then finds none. For a
+    // derived destructor to call before it tears anything down.
+    void Unregister();
 };
+
+// A copy of the heap's notifier list, in registration order.
+VX_API std::vector<VxTexNotifier*> VxRegisteredTexNotifiers();
 
 #endif

@@ -38,9 +38,12 @@
 //   follow its owner: make views of cached images after the heap is gone.
 //
 // Threading
-//   Build, resize, crop and make mip chains outside a processor fork (heap
-//   registration is skipped inside one); the samplers are const, touch no
-//   shared state and may be called by every worker at once. Nothing here
+//   Separate textures may be made and destroyed in any number of threads at
+//   once: their heap registration is locked (vxTexNotifier.h). One texture
+//   is built, resized, cropped and given its mip chain by one thread at a
+//   time; a texture that is to follow the heap is made outside a processor
+//   fork (registration is skipped inside one). The samplers are const, touch
+//   no shared state and may be called by every worker at once. Nothing here
 //   throws; failures are reported on stderr by the non-sampling calls only.
 #ifndef VX_TEXTURE_H
 #define VX_TEXTURE_H
@@ -204,6 +207,9 @@ VxTexture<T, U>::VxTexture(int width, int height, T* buffer)
 
 template <class T, class U>
 VxTexture<T, U>::~VxTexture() {
+    // Off the heap's list before the buffer goes, so that a release running
+    // in another thread never moves pixels being freed.
+    Unregister();
     if (ownsData != 0)
         VxImgFree(data);
     ReleaseAuxBuffers();
@@ -488,12 +494,19 @@ extern template class VX_API VxTexture<VxComplex<float>, VxComplex<float>>;
 //
 // Levels 1 and up are owned by the chain and follow every change made through
 // this texture's setters: crop (which rebuilds the chain from the cropped
-// pixels), edge methods, offsets and the default pixel. They keep their
-// pixels, geometry and ownership through the heap hand-back. Level 0 itself
-// follows the texture rules above, so when its own buffer is moved out of the
-// heap its chain goes with FreeImage; call MakeMipMaps again after setting the
-// geometry. Change the pixels, then call MakeMipMaps: the chain is not
-// refreshed by itself.
+// pixels), edge methods, offsets and the default pixel. Change the pixels,
+// then call MakeMipMaps: the chain is not refreshed by itself.
+//
+// Through a heap release each level is an owned texture like any other (its
+// buffer comes from VxImgAlloc, so from the heap while one is enabled):
+// Reallocate moves its pixels to system memory, leaves
+// them not owned and zeroes its resolutions. A mip texture that lives through
+// a release therefore keeps its levels' pixels (the chain still frees them)
+// but not their geometry: AreaSample and ChooseLevel skip levels of
+// resolution 0 and read the top level alone until MakeMipMaps builds the
+// chain again (in system memory by then). Level 0 itself follows the texture
+// rules above, so when its own buffer is moved out of the heap its chain goes
+// with FreeImage; call MakeMipMaps again after setting the geometry.
 //
 // A level's pixel is the plain mean of a 2 x 2 block of the level above; on an
 // odd axis one hash-chosen output takes three pixels instead of two, so no

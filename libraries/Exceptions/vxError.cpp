@@ -338,24 +338,30 @@ namespace Stack {
 WorkerStacks gStack;
 
 const std::map<int, Errors::ErrorString>* WorkerStacks::entries(int worker) const {
-    if (worker < 0 || worker >= kMaxWorkers || slots_[worker].empty()) {
-        return nullptr;
+    const std::map<int, Errors::ErrorString>* found = nullptr;
+    if (worker >= 0 && worker < kMaxWorkers) {
+        found = &slots_[worker];
+    } else {
+        std::lock_guard<std::mutex> hold(othersLock_);
+        auto it = others_.find(worker);
+        found = it == others_.end() ? nullptr : &it->second;
     }
-    return &slots_[worker];
+    return found != nullptr && !found->empty() ? found : nullptr;
 }
 
 std::map<int, Errors::ErrorString>* WorkerStacks::slot(int worker) {
-    if (worker < 0 || worker >= kMaxWorkers) {
-        return nullptr;
+    if (worker >= 0 && worker < kMaxWorkers) {
+        return &slots_[worker];
     }
-    return &slots_[worker];
+    // Nodes of a std::map never move, so the list stays valid for its worker
+    // while others are added.
+    std::lock_guard<std::mutex> hold(othersLock_);
+    return &others_[worker];
 }
 
 int WorkerStacks::workerCount() const {
     int n = 0;
-    for (const auto& slot : slots_) {
-        n += slot.empty() ? 0 : 1;
-    }
+    forEachWorker([&n](int, const std::map<int, Errors::ErrorString>&) { ++n; });
     return n;
 }
 
@@ -363,16 +369,13 @@ void WorkerStacks::clear() {
     for (auto& slot : slots_) {
         slot.clear();
     }
+    std::lock_guard<std::mutex> hold(othersLock_);
+    others_.clear();
 }
 
 void stackPush(Errors::ErrorString& es, const char* function, const char* file, int line) {
-    const int worker = VxMpGetID();
-    std::map<int, Errors::ErrorString>* entries = gStack.slot(worker);
-    if (entries == nullptr) {
-        std::fprintf(stderr, "stackPush - worker %d out of range, entry not recorded\n", worker);
-    } else {
-        entries->emplace(static_cast<int>(entries->size()), es);
-    }
+    std::map<int, Errors::ErrorString>* entries = gStack.slot(VxMpGetID());
+    entries->emplace(static_cast<int>(entries->size()), es);
     es.function = function;
     es.line = line;
     es.file = afterLastBackslash(file);
@@ -394,20 +397,17 @@ void stackDump(std::ostream& os) {
     os << when << std::endl;
     os << kRule << std::endl;
     const bool severalWorkers = gStack.workerCount() > 1;
-    for (int worker = 0; worker < WorkerStacks::kMaxWorkers; ++worker) {
-        std::map<int, Errors::ErrorString>* entries = gStack.slot(worker);
-        if (entries == nullptr || entries->empty()) {
-            continue;
-        }
-        if (severalWorkers) {
-            os << "Thread " << worker << std::endl << kRule << std::endl;
-        }
-        int number = static_cast<int>(entries->size());
-        for (auto it = entries->rbegin(); it != entries->rend(); ++it, --number) {
-            os << number << ". " << it->second;
-        }
-        os << std::endl;
-    }
+    gStack.forEachWorker(
+        [&os, severalWorkers](int worker, std::map<int, Errors::ErrorString>& entries) {
+            if (severalWorkers) {
+                os << "Thread " << worker << std::endl << kRule << std::endl;
+            }
+            int number = static_cast<int>(entries.size());
+            for (auto it = entries.rbegin(); it != entries.rend(); ++it, --number) {
+                os << number << ". " << it->second;
+            }
+            os << std::endl;
+        });
     os << std::ends;
 }
 

@@ -72,12 +72,8 @@ Camera::Camera()
 }
 
 void Camera::calculatePerspectiveMatrix() {
-    if (farClip == nearClip || height == 0.0f || fieldOfView == 0.0f)
-        std::fprintf(stderr,
-                     "Camera: degenerate projection (near %g, far %g, height %g, field of view "
-                     "%g)\n",
-                     static_cast<double>(nearClip), static_cast<double>(farClip),
-                     static_cast<double>(height), static_cast<double>(fieldOfView));
+    // Equal clip distances, a zero height or a zero field of view divide by
+    // zero; the matrix then holds the IEEE results, without a word.
     focalFactor = static_cast<float>(1.0 / std::tan(static_cast<double>(fieldOfView * 0.5f)));
     aspect = width * pixelAspect / height;
     const float depth = farClip - nearClip;

@@ -3,7 +3,6 @@
 
 #include <climits>
 #include <cmath>
-#include <cstdio>
 #include <utility>
 
 namespace {
@@ -55,32 +54,16 @@ Wide ReflectWide(Wide i, Wide start, Wide length) {
     return start + SourcePos(kVxTexEdgeMirror, i - start, length);
 }
 
-void ReportEdge(const char* where, VxTexEdgeEnum e) {
-    if (e < kVxTexEdgeNone || e > kVxTexEdgeWrap) {
-        std::fprintf(stderr,
-                     "%s - edge method %d is not 0 to 3; lookups outside the crop "
-                     "will not be edge-handled\n",
-                     where, static_cast<int>(e));
-    }
-}
-
 // floor(f + 0.5) in double, as the offset has always been rounded: in float,
 // f + 0.5 can round up (0.49999997 would give 1).
-int WholeOffset(float f, const char* axis) {
-    if (std::isnan(f)) {
-        std::fprintf(stderr, "VxTexIndexer::SetOffset - %s offset is NaN, whole-pixel offset 0\n",
-                     axis);
+// A NaN gives 0 and a value beyond 32 bits is held at the end it passed,
+// silently: indexer operations report nothing.
+int WholeOffset(float f) {
+    if (std::isnan(f))
         return 0;
-    }
     const double r = std::floor(static_cast<double>(f) + 0.5);
-    if (r < INT_MIN || r > INT_MAX) {
-        const int held = r < 0 ? INT_MIN : INT_MAX;
-        std::fprintf(stderr,
-                     "VxTexIndexer::SetOffset - %s offset %g is beyond 32 bits, whole-pixel offset "
-                     "held at %d\n",
-                     axis, static_cast<double>(f), held);
-        return held;
-    }
+    if (r < INT_MIN || r > INT_MAX)
+        return r < 0 ? INT_MIN : INT_MAX;
     return static_cast<int>(r);
 }
 
@@ -97,18 +80,12 @@ Vx1DTexIndexer::Vx1DTexIndexer()
 Vx1DTexIndexer::Vx1DTexIndexer(int res, VxTexEdgeEnum edge, int cropA, int cropB)
     : resolution(res), offsetF(0.0f), offset(0), edgeMethod(edge), cropStart(0), cropEnd(0),
       cropLength(0), origin(0), flag(0) {
-    ReportEdge("Vx1DTexIndexer", edge);
     SetCrop(cropA, cropB);
 }
 
 void Vx1DTexIndexer::SetResolution(int n) {
     resolution = n;
     cropStart = 0;
-    if (n == INT_MIN) {
-        std::fputs("Vx1DTexIndexer::SetResolution - resolution -2147483648, crop end held at "
-                   "-2147483648\n",
-                   stderr);
-    }
     cropEnd = Narrow(Wide(n) - 1);
     cropLength = n;
 }
@@ -127,7 +104,6 @@ void Vx1DTexIndexer::SetCrop(int a, int b) {
 }
 
 void Vx1DTexIndexer::SetEdgeMethod(VxTexEdgeEnum e) {
-    ReportEdge("Vx1DTexIndexer::SetEdgeMethod", e);
     edgeMethod = e;
 }
 
@@ -375,9 +351,9 @@ void VxTexIndexer::SetEdgeMethod(VxTexEdgeEnum ex, VxTexEdgeEnum ey) {
 
 void VxTexIndexer::SetOffset(float x, float y) {
     xIndexer.offsetF = x;
-    xIndexer.offset = WholeOffset(x, "x");
+    xIndexer.offset = WholeOffset(x);
     yIndexer.offsetF = y;
-    yIndexer.offset = WholeOffset(y, "y");
+    yIndexer.offset = WholeOffset(y);
 }
 
 void VxTexIndexer::SetOffset(int x, int y) {
@@ -404,8 +380,7 @@ Vx1DTexIndexer VxGrowTexIndexer(const Vx1DTexIndexer& src, int growBefore, int g
     Wide first = o - growBefore, last = o + res - 1 + growAfter;
     if (lo != INT_MIN || hi != INT_MAX) {
         if (lo > hi) {
-            std::fprintf(stderr, "VxGrowTexIndexer - clip %d .. %d is empty, no pixels kept\n", lo,
-                         hi);
+            // An empty clip keeps no pixels.
             first = lo;
             last = Wide(lo) - 1;
         } else {
@@ -415,11 +390,7 @@ Vx1DTexIndexer VxGrowTexIndexer(const Vx1DTexIndexer& src, int growBefore, int g
     }
     Wide size = last - first + 1;
     size = size < 0 ? 0 : size;
-    if (size > INT_MAX || first < INT_MIN || first > INT_MAX) {
-        std::fputs("VxGrowTexIndexer - grown axis exceeds 32-bit coordinates, held at the limit\n",
-                   stderr);
-        size = size > INT_MAX ? INT_MAX : size;
-    }
+    size = size > INT_MAX ? INT_MAX : size;
     Vx1DTexIndexer out;
     out.SetResolution(static_cast<int>(size));
     out.edgeMethod = src.edgeMethod;

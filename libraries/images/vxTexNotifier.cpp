@@ -1,13 +1,13 @@
 #include "vxTexNotifier.h"
 
-#include "../memory/vxHeapSpace.h"
 #include "vxHost.h"
+#include "vxNotifierRegistry.h"
 
 VxTexNotifier::VxTexNotifier() {
-    // The list is shared by every worker and has no lock: only the main line
-    // of control may change it.
+    // A notifier made in a worker is left to the worker: the heap does not
+    // move what a fork makes.
     if (!VxMpIsForked())
-        VxHeapNotifierList().push_back(this);
+        VxRegisterNotifier(this);
 }
 
 VxTexNotifier::VxTexNotifier(const VxTexNotifier& /*other*/) : VxTexNotifier() {}
@@ -18,15 +18,13 @@ VxTexNotifier& VxTexNotifier::operator=(const VxTexNotifier& /*other*/) {
 }
 
 VxTexNotifier::~VxTexNotifier() {
-    if (VxMpIsForked())
-        return;
-    std::vector<VxTexNotifier*>& list = VxHeapNotifierList();
-    for (auto it = list.begin(); it != list.end(); ++it) {
-        if (*it == this) {
-            list.erase(it);
-            return;
-        }
-    }
+    Unregister();
+}
+
+void VxTexNotifier::Unregister() {
+    // Also inside a fork: an entry left behind would be a dangling pointer
+    // for the next heap release.
+    VxUnregisterNotifier(this);
 }
 
 int VxTexNotifier::Reallocate() {
@@ -35,4 +33,8 @@ int VxTexNotifier::Reallocate() {
 
 void* VxTexNotifier::GetVoidData() const {
     return nullptr;
+}
+
+std::vector<VxTexNotifier*> VxRegisteredTexNotifiers() {
+    return VxRegisteredNotifiers();
 }

@@ -163,26 +163,27 @@ struct Halving {
     int Count(int j) const { return n == 1 ? 1 : (j == triple ? 3 : 2); }
 };
 
-// A level of a chain: its buffer belongs to the chain, so when the heap goes
-// it moves its pixels and keeps its geometry and its ownership.
+// A level of a chain. Through a heap release it is moved like any owned
+// texture (VxTexture::Reallocate: the pixels go to a system buffer it does
+// not own, FreeImage zeroes its resolutions), but the chain still owns that
+// copy: the level frees it when the chain deletes it.
 class MipLevel final : public VxTexture<float, float> {
 public:
     MipLevel(int w, int h) : VxTexture<float, float>(w, h) {}
-    int Reallocate() override {
-        const int w = xIndexer.resolution, h = yIndexer.resolution;
-        if (data == nullptr || w <= 0 || h <= 0)
-            return 0;
-        const std::size_t n = static_cast<std::size_t>(w) * static_cast<std::size_t>(h);
-        auto* fresh = static_cast<float*>(VxImgAlloc(static_cast<int>(n * sizeof(float))));
-        if (fresh == nullptr)
-            return 0;
-        std::memcpy(fresh, data, n * sizeof(float));
-        if (ownsData != 0)
+    ~MipLevel() override {
+        Unregister();
+        if (ownsData == 0 && data != nullptr && data == moved)
             VxImgFree(data);
-        data = fresh;
-        ownsData = 1;
-        return 1;
     }
+    int Reallocate() override {
+        const int r = VxTexture<float, float>::Reallocate();
+        if (r != 0)
+            moved = data;
+        return r;
+    }
+
+private:
+    const float* moved = nullptr; // the copy the last Reallocate made
 };
 
 template <class Level>
@@ -277,6 +278,9 @@ VxMipTex<float, float>::VxMipTex(int width, int height, float* buffer)
 }
 
 VxMipTex<float, float>::~VxMipTex() {
+    // A release in another thread could rebuild the chain (Reallocate, through
+    // FreeImage) while it is being deleted: leave the heap's list first.
+    Unregister();
     NukeMipMaps();
 }
 

@@ -4,7 +4,6 @@
 
 #include <algorithm>
 #include <cmath>
-#include <cstdio>
 
 namespace {
 
@@ -185,27 +184,20 @@ void VxCanonicalShapeMask::setup() {
         hasInner = 1;
     }
 
-    // Once per change rather than once per pixel: the ramp d / softness
-    // needs a positive width.
-    if (!(softness > 0.0f))
-        std::fprintf(stderr,
-                     "Veltrix Warning : shape mask softness %g is not positive; the edge is hard "
-                     "(density 1 inside, 0 on the boundary).\n",
-                     static_cast<double>(softness));
     dirty = 0;
 }
 
 float VxCanonicalShapeMask::ramp(float d) const {
-    if (softness > 0.0f)
-        return d > softness ? 1.0f : d / softness;
-    // Hard edge: there is no ramp, and d / 0 on the boundary would be 0 / 0.
-    return d > 0.0f ? 1.0f : 0.0f;
+    if (d > softness)
+        return 1.0f;
+    // Softness 0 on the boundary would be 0 / 0: the boundary is outside.
+    if (softness == 0.0f)
+        return 0.0f;
+    return d / softness;
 }
 
 float VxCanonicalShapeMask::coreInset() const {
-    // A hard edge (softness <= 0, or NaN) has its core on the boundary;
-    // a negative softness must not grow the core beyond the shape.
-    return softness > 0.0f ? softness : 0.0f;
+    return softness;
 }
 
 HvVec2 VxCanonicalShapeMask::toCanonicalPoint(const HvVec2& p) const {

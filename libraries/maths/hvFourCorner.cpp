@@ -3,7 +3,6 @@
 #include "hvMaths.h"
 
 #include <cmath>
-#include <cstdio>
 #include <initializer_list>
 
 namespace {
@@ -11,9 +10,8 @@ namespace {
 // The projective map of the unit square onto the quad p[0..3] (Z order), in
 // column-vector form: rows (a, b, x0), (d, e, y0), (g, h, 1). This is the
 // classical square-to-quad construction; a parallelogram needs no projective
-// part (g = h = 0). Returns false when the projective part has no finite
-// solution (the quad is degenerate) instead of filling the map with
-// infinities.
+// part (g = h = 0). Returns false when the projective part would divide by a
+// zero den (the quad is degenerate).
 bool SquareToQuad(const HvVec2* p, HvMatrix33& out) {
     const float x0 = p[0].x, y0 = p[0].y, x1 = p[1].x, y1 = p[1].y;
     const float x2 = p[2].x, y2 = p[2].y, x3 = p[3].x, y3 = p[3].y;
@@ -30,8 +28,6 @@ bool SquareToQuad(const HvVec2* p, HvMatrix33& out) {
         return false;
     const float g = (sx * dy2 - dx2 * sy) / den;
     const float h = (dx1 * sy - sx * dy1) / den;
-    if (!std::isfinite(g) || !std::isfinite(h))
-        return false;
     out = HvMatrix33(x1 - x0 + g * x1, x2 - x0 + h * x2, x0, y1 - y0 + g * y1, y2 - y0 + h * y2, y0,
                      g, h, 1.0f);
     return true;
@@ -40,15 +36,11 @@ bool SquareToQuad(const HvVec2* p, HvMatrix33& out) {
 } // namespace
 
 HvMatrix33 VxFourCornerTransform(HvVec2* first, HvVec2* second) {
-    if (!first || !second) {
-        std::fputs("VxFourCornerTransform - null corner array, returning identity\n", stderr);
+    if (!first || !second)
         return HvMatrix33();
-    }
     HvMatrix33 squareToFirst, squareToSecond;
-    if (!SquareToQuad(first, squareToFirst) || !SquareToQuad(second, squareToSecond)) {
-        std::fputs("VxFourCornerTransform - degenerate quad, returning identity\n", stderr);
+    if (!SquareToQuad(first, squareToFirst) || !SquareToQuad(second, squareToSecond))
         return HvMatrix33();
-    }
     // second -> square -> first, still in column-vector form; the transpose
     // turns it into a matrix for row vectors.
     return Transpose(squareToFirst * squareToSecond.Invert());

@@ -9,7 +9,6 @@
 
 #include <cfloat>
 #include <cmath>
-#include <cstdio>
 #include <limits>
 
 // Narrowing double results to float relies on IEEE rounding (an out-of-range
@@ -391,12 +390,11 @@ HvMatrix44& HvMatrix44::RotateZ(float a) {
 }
 
 HvMatrix44& HvMatrix44::Perspective(float d) {
-    const double r = 1.0 / static_cast<double>(d);
-    if (std::fabs(r) > static_cast<double>(FLT_MAX)) {
-        std::fputs("HvMatrix44::Perspective - zero distance, matrix unchanged\n", stderr);
+    // 1 / 0 has no value: a zero distance leaves the matrix as it is. Any other
+    // d follows the rule, even where 1 / d rounds to an infinite float.
+    if (d == 0.0f)
         return *this;
-    }
-    const float rf = static_cast<float>(r);
+    const float rf = static_cast<float>(1.0 / static_cast<double>(d));
     for (int i = 0; i < 4; ++i) {
         m[i * 4 + 3] += m[i * 4 + 2] * rf;
         m[i * 4 + 2] = 0.0f;

@@ -2,6 +2,7 @@
 
 #include "vxHeapSpace.h"
 #include "vxHost.h"
+#include "vxNotifierRegistry.h"
 #include "vxTexNotifier.h"
 
 #include <algorithm>
@@ -13,8 +14,8 @@
 
 namespace {
 
-// Built on first use so that notifiers constructed during another library's
-// static initialisation find the list ready; gState below makes sure the
+// Built on first use so that a buffer allocated during another library's
+// static initialisation finds the state ready; gState below makes sure the
 // environment is read when the library loads even if nothing asks, and spares
 // the hot paths the first-use guard.
 VxHeapState& makeState() {
@@ -23,7 +24,6 @@ VxHeapState& makeState() {
                             0,
                             0,
                             0,
-                            {},
                             {},
                             std::getenv("VELTRIX_DISABLE_HEAP_MEMORY") != nullptr,
                             std::getenv("VELTRIX_CLAMP_HEAP_MEMORY") != nullptr,
@@ -85,10 +85,6 @@ void dropAllocation(std::vector<void*>::iterator it) {
 }
 
 } // namespace
-
-std::vector<VxTexNotifier*>& VxHeapNotifierList() {
-    return state().gNotifiers;
-}
 
 const VxHeapState& VxGetHeapState() {
     return state();
@@ -161,13 +157,13 @@ void VxMoveHeapMemoryToSystemMemory() {
     VxHeapState& s = state();
     s.heapMode = 3;
     bool moved = false;
-    // By index: a Reallocate may construct or destroy notifiers of its own.
-    for (std::size_t i = 0; i < s.gNotifiers.size(); ++i) {
-        VxTexNotifier* n = s.gNotifiers[i];
+    // The registry lets a Reallocate construct or destroy notifiers of its own,
+    // and keeps a notifier destroyed in another thread from being called.
+    VxVisitNotifiers([&s, &moved](VxTexNotifier* n) {
         void* data = n->GetVoidData();
         // A null entry in the list records a failed allocation, not data.
         if (data == nullptr || !VxWasAllocatedFromHeap(data))
-            continue;
+            return;
         if (s.debugHeap && !moved)
             std::fprintf(stderr, "Moving heap data that persists to system memory, assuming "
                                  "intentionally cached.\n");
@@ -183,7 +179,7 @@ void VxMoveHeapMemoryToSystemMemory() {
                          "Veltrix Warning : notifier [%x] left its data [%x] in the heap. It "
                          "will not survive the release.\n",
                          hex32(n), hex32(now));
-    }
+    });
     if (s.debugHeap && moved)
         std::fprintf(stderr, "Reallocation completed.\n");
 }

@@ -230,23 +230,18 @@ Chunk* liveChunkOf(VxHeapSpace* s, void* mem) {
 } // namespace
 
 mspace create_mspace_with_base(void* base, std::size_t capacity, int /*locked*/) {
-    if (base == nullptr) {
-        std::fprintf(stderr, "Veltrix Error : heap space on a null block. No space created.\n");
+    // Refusals are silent: the heap manager writes the one line its callers
+    // know ("Heap space creation failed! ...").
+    if (base == nullptr)
         return nullptr;
-    }
     const std::uintptr_t start = addr(base);
     const std::uintptr_t recordAt = (start + kAlign - 1) & ~(kAlign - 1);
     const std::uintptr_t firstAt =
         ((recordAt + sizeof(VxHeapSpace) + kHeader + kAlign - 1) & ~(kAlign - 1)) - kHeader;
     // The smallest usable block: the record, one chunk and the fence.
     const std::size_t minimum = firstAt + kMinChunk + kHeader - start;
-    if (capacity > UINTPTR_MAX - start || capacity < minimum) {
-        std::fprintf(stderr,
-                     "Veltrix Error : heap block of %zu bytes is unusable (at least %zu needed, "
-                     "within the address space). No space created.\n",
-                     capacity, minimum);
+    if (capacity > UINTPTR_MAX - start || capacity < minimum)
         return nullptr;
-    }
     // The fence header ends at or before the end of the block, on the grid.
     const std::uintptr_t fenceAt = ((start + capacity) & ~(kAlign - 1)) - kHeader;
 

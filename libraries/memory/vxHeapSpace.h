@@ -56,7 +56,6 @@
 #define VX_HEAP_SPACE_H
 
 #include <cstddef>
-#include <vector>
 
 struct VxHeapSpace;
 using mspace = VxHeapSpace*;
@@ -67,8 +66,8 @@ constexpr std::size_t kVxHeapSpaceAlignment = 64;
 // Builds a space inside [base, base + capacity) and returns its handle (an
 // address inside the block). A null base, a block too small for the space
 // record plus one 64-byte chunk and the fence, or one that wraps around the
-// address space gives null and a line on stderr. `locked` is accepted for
-// compatibility and ignored: the space never locks.
+// address space gives null, silently (the heap manager reports it). `locked`
+// is accepted for compatibility and ignored: the space never locks.
 mspace create_mspace_with_base(void* base, std::size_t capacity, int locked);
 
 // Ends the space: its handle stops being accepted (a later call with it gives
@@ -112,11 +111,5 @@ struct VxHeapSpaceCensus {
 // disagrees: sizes, boundary tags, two free neighbours, a free chunk missing
 // from (or misfiled in) the lists, or a bitmap out of step. O(chunks).
 bool mspace_check(mspace space, VxHeapSpaceCensus* census);
-
-// The heap manager's list of registered texture notifiers, for the notifier
-// itself to add and remove entries (vxHeap.cpp owns it; it is read-only in
-// VxGetHeapState). Not exported.
-class VxTexNotifier;
-std::vector<VxTexNotifier*>& VxHeapNotifierList();
 
 #endif

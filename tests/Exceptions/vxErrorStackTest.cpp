@@ -61,15 +61,43 @@ TEST(ErrorStackThreads, WorkersRecordIntoTheirOwnSlots) {
     }
     EXPECT_NE(dump.find("\n200. [ Err 0020]"), std::string::npos);
     Stack::stackClear();
+}
 
-    // Worker ids beyond the kept range are reported, not recorded.
-    VxStandaloneHostSetWorkers(2);
-    SpMpSetSize(1, 1, 5000); // worker 1 becomes id 5000
-    testing::internal::CaptureStderr();
+// Scaled worker ids can be any number: every one is recorded, concurrently,
+// and dumped in id order.
+TEST(ErrorStackThreads, EveryWorkerIdIsRecorded) {
+    VxStandaloneHostSetWorkers(4);
+    SpMpSetSize(2, 1, 4000); // workers 0 .. 3 become ids 0, 2000, 4000, 6000
+    int caught[4] = {};
     VxMpFork(reinterpret_cast<VxMpWork>(&throwCatchRecord), 1, caught);
-    EXPECT_NE(testing::internal::GetCapturedStderr().find("stackPush - worker 5000 out of range"),
-              std::string::npos);
-    EXPECT_EQ(Stack::gStack.workerCount(), 1);
+    EXPECT_EQ(Stack::gStack.workerCount(), 4);
+    std::ostringstream os;
+    Stack::stackDump(os);
+    const std::string dump = os.str();
+    std::size_t at = 0;
+    for (int id : {0, 2000, 4000, 6000}) {
+        ASSERT_NE(Stack::gStack.entries(id), nullptr);
+        EXPECT_EQ(Stack::gStack.entries(id)->size(), static_cast<size_t>(kRounds));
+        const std::size_t heading =
+            dump.find("Thread " + std::to_string(id) + "\n" + std::string(40, '-') + "\n200. ");
+        ASSERT_NE(heading, std::string::npos) << id;
+        EXPECT_GE(heading, at);
+        at = heading;
+    }
+    Stack::stackClear();
+    EXPECT_EQ(Stack::gStack.workerCount(), 0);
+    EXPECT_EQ(Stack::gStack.entries(4000), nullptr);
+
+    // A negative worker count scales host processor 1 to id -1, dumped first.
+    VxStandaloneHostSetWorkers(2);
+    SpMpSetSize(1, 1, -1);
+    VxMpFork(reinterpret_cast<VxMpWork>(&throwCatchRecord), 1, caught);
+    std::ostringstream negative;
+    Stack::stackDump(negative);
+    const std::size_t minusOne = negative.str().find("Thread -1\n");
+    EXPECT_NE(minusOne, std::string::npos);
+    EXPECT_LT(minusOne, negative.str().find("Thread 0\n"));
+    Stack::stackClear();
 }
 
 } // namespace

@@ -82,6 +82,16 @@ TEST(VxCamera, MatricesAgreeWithTheViewTest) {
     }
 }
 
+// Clip distances that meet divide by zero: the IEEE results, silently.
+TEST(VxCamera, DegenerateProjectionIsSilent) {
+    Camera c;
+    c.nearClip = c.farClip = 10.0f;
+    testing::internal::CaptureStderr();
+    c.calculatePerspectiveMatrix();
+    EXPECT_EQ(testing::internal::GetCapturedStderr(), "");
+    EXPECT_EQ(c.perspectiveMatrix.m[10], INFINITY);
+}
+
 TEST(VxCamera, FrustumPlanesCornersAndCells) {
     std::mt19937 rng(3);
     int inside = 0, outside = 0;

@@ -172,3 +172,37 @@ TEST(VxMipTex, AreaSampleIsExactOverWholeBlocksOfTheChosenLevel) {
 }
 
 } // namespace
+
+// The levels are moved through a heap release like any owned texture: pixels
+// kept in system memory, resolutions 0; sampling reads the top level until the
+// chain is made again.
+TEST(VxMipTex, LevelsThroughAHeapRelease) {
+    std::vector<unsigned char> block(1 << 16);
+    const auto inBlock = [&block](const void* p) {
+        const auto* c = static_cast<const unsigned char*>(p);
+        return c >= block.data() && c < block.data() + block.size();
+    };
+    std::vector<float> pixels(16 * 16);
+    for (std::size_t i = 0; i < pixels.size(); ++i)
+        pixels[i] = static_cast<float>(i % 7);
+    VxSetHeapMemoryPtr(block.data(), block.size());
+    Mip mip(16, 16, pixels.data());
+    ASSERT_EQ(mip.levelCount, 5);
+    ASSERT_TRUE(inBlock(mip.levels[1]->data));
+    const std::vector<float> level1(mip.levels[1]->data, mip.levels[1]->data + 64);
+    VxReleaseHeapMemoryPtr();
+    for (int k = 1; k < mip.levelCount; ++k) {
+        const FTex& level = *mip.levels[k];
+        EXPECT_FALSE(level.data == nullptr || inBlock(level.data));
+        EXPECT_EQ(level.ownsData, 0);
+        EXPECT_EQ(level.xIndexer.resolution, 0);
+        EXPECT_EQ(level.yIndexer.resolution, 0);
+    }
+    EXPECT_TRUE(std::equal(level1.begin(), level1.end(), mip.levels[1]->data));
+    EXPECT_EQ(mip.ChooseLevel(8, 8), 0);
+    EXPECT_EQ(mip.AreaSample(0, 0, 16, 16), mip.FTex::AreaSample(0, 0, 16, 16));
+    mip.MakeMipMaps();
+    EXPECT_EQ(mip.levelCount, 5);
+    EXPECT_EQ(mip.levels[1]->xIndexer.resolution, 8);
+    EXPECT_FALSE(inBlock(mip.levels[1]->data));
+}

@@ -6,6 +6,7 @@
 
 #include <algorithm>
 #include <climits>
+#include <cmath>
 #include <tuple>
 
 namespace {
@@ -167,6 +168,23 @@ TEST(VxTexIndexer, OutOfRangeInputsGiveSafeResults) {
     EXPECT_EQ(Span(x, INT_MIN), std::make_tuple(0, 0, INT_MAX));
     x.offset = INT_MAX - 5; // the crop's end, 10 + offset, is held at the 32-bit end
     EXPECT_EQ(Region(x, INT_MAX), std::make_tuple(5, INT_MAX - 5, INT_MAX, 1));
+}
+
+// Indexers report nothing, whatever they are given.
+TEST(VxTexIndexer, NothingIsReported) {
+    testing::internal::CaptureStderr();
+    Axis x(10, VxTexEdgeEnum(7), 0, 9);
+    x.SetEdgeMethod(VxTexEdgeEnum(-1));
+    VxTexIndexer t(4, 4);
+    t.SetEdgeMethod(VxTexEdgeEnum(4), VxTexEdgeEnum(9));
+    t.SetOffset(std::nanf(""), 1e30f);
+    x.SetResolution(INT_MIN);
+    VxGrowTexIndexer(Axis(10, kVxTexEdgeNone, 0, 9), 5, 5, 10, 3, 0);
+    VxGrowTexIndexer(Axis(10, kVxTexEdgeNone, 0, 9), INT_MAX, INT_MAX, INT_MIN, INT_MAX, 0);
+    EXPECT_EQ(testing::internal::GetCapturedStderr(), "");
+    EXPECT_EQ(x.edgeMethod, VxTexEdgeEnum(-1));
+    EXPECT_EQ(std::make_tuple(t.xIndexer.edgeMethod, t.yIndexer.edgeMethod),
+              std::make_tuple(VxTexEdgeEnum(4), VxTexEdgeEnum(9)));
 }
 
 TEST(VxTexIndexer, Grow) {

@@ -279,12 +279,12 @@ TEST(VxTextureHeap, CachedTexturesKeepTheirPixelsInSystemMemory) {
                       std::make_tuple(0, 0, 0));
             VxImgFree(t->data);
         }
-        // Chain levels keep their geometry and their buffers.
+        // Chain levels are moved like the others; the chain still holds them.
         ASSERT_EQ(mip.levelCount, 7);
         for (int k = 1; k < mip.levelCount; ++k)
             EXPECT_EQ(std::make_tuple(inBlock(mip.levels[k]->data),
                                       mip.levels[k]->xIndexer.resolution, mip.levels[k]->data[0]),
-                      std::make_tuple(false, 64 >> k, 2.0f));
+                      std::make_tuple(false, 0, 2.0f));
         EXPECT_EQ(mip.AreaSample(0, 0, 64, 32), 2.0f);
     }
 }

@@ -142,20 +142,21 @@ TEST(VxShapeMask, SetupAndEdgeCases) {
     t.setup();
     ExpectOuter(t, 0, 500, 886, 1014);
 
-    // Softness 0 is a hard edge, reported by setup: full density inside, 0
-    // (not 0 / 0) on the boundary. A negative softness is one too, and its
-    // core is not larger than the shape.
+    // Softness 0 or below follows the density rule, silently: 1 inside, and
+    // on the boundary 0 for softness 0 (not 0 / 0), 1 below it, where the
+    // core is the shape grown by the softness.
     VxShapeMaskBox hard;
     hard.setSize(64, 64);
     for (float soft : {0.0f, -0.5f}) {
         hard.setSoftness(soft);
         testing::internal::CaptureStderr();
         hard.setup();
-        EXPECT_NE(testing::internal::GetCapturedStderr().find("softness"), std::string::npos);
         EXPECT_EQ(hard.density(HvVec2(63.9f, 0)), 1.0f);
-        EXPECT_EQ(hard.density(HvVec2(64, 10)), 0.0f);
+        EXPECT_EQ(hard.density(HvVec2(64, 10)), soft < 0 ? 1.0f : 0.0f);
+        EXPECT_EQ(hard.density(HvVec2(65, 10)), 0.0f);
+        EXPECT_EQ(testing::internal::GetCapturedStderr(), "");
         EXPECT_EQ(hard.maxDensity(), 1.0f);
-        EXPECT_EQ(hard.innerBox, hard.outerBox);
+        EXPECT_EQ(hard.innerBox.xmax, 64.0f * (1.0f - soft));
     }
 }
 

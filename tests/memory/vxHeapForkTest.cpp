@@ -1,5 +1,5 @@
 // Inside a fork the heap refuses every change: set and release with a warning,
-// allocation and free quietly, and notifiers are not registered.
+// allocation and free quietly, and notifiers made there are not registered.
 #include "vxHeapTestSupport.h"
 #include "vxHost.h"
 #include "vxStandaloneHost.h"
@@ -27,7 +27,7 @@ void inWorker(InFork* f) {
     EXPECT_FALSE(f->block->holds(mine));
     VxImgFree(mine);
     TestTexture local(10);
-    EXPECT_EQ(VxGetHeapState().gNotifiers.size(), f->notifiers);
+    EXPECT_EQ(VxRegisteredTexNotifiers().size(), f->notifiers);
 }
 
 TEST(HeapInFork, ChangesAreRefused) {
@@ -36,7 +36,7 @@ TEST(HeapInFork, ChangesAreRefused) {
     HostBlock block(1 << 16), other(1 << 16);
     VxSetHeapMemoryPtr(block.base, block.size);
     const VxHeapState& heap = VxGetHeapState();
-    InFork f{&block, &other, VxImgAlloc(100), heap.gNotifiers.size()};
+    InFork f{&block, &other, VxImgAlloc(100), VxRegisteredTexNotifiers().size()};
     const void* handle = heap.heapSpace;
     testing::internal::CaptureStderr();
     VxMpFork(reinterpret_cast<VxMpWork>(&inWorker), 1, &f);
@@ -51,7 +51,7 @@ TEST(HeapInFork, ChangesAreRefused) {
                   hex32(f.mainBuffer)));
     EXPECT_EQ(heap.heapSpace, handle);
     EXPECT_EQ(heap.heapMode, 2);
-    EXPECT_EQ(heap.gNotifiers.size(), f.notifiers); // nor unregistered
+    EXPECT_EQ(VxRegisteredTexNotifiers().size(), f.notifiers);
     EXPECT_EQ(heap.gHeapAllocations, std::vector<void*>{f.mainBuffer});
     VxImgFree(f.mainBuffer);
     VxReleaseHeapMemoryPtr();

@@ -44,6 +44,52 @@ TEST(HeapHandBack, MovesWhatItCanOnceAndReportsTheRest) {
     EXPECT_EQ(VxMemoryHeapChunkCount(), 0);
 }
 
+// A Reallocate that destroys textures listed before and after it and makes a
+// new one, handing it its heap buffer: the walk neither skips the next
+// notifier, nor reaches the destroyed one, nor misses the new one, nor waits
+// on itself, nor starts again inside itself.
+class Juggler final : public VxTexNotifier {
+public:
+    Juggler(std::unique_ptr<TestTexture>& a, std::unique_ptr<TestTexture>& b)
+        : before(a), later(b) {}
+    ~Juggler() {
+        Unregister();
+        VxImgFree(data);
+    }
+    int Reallocate() override {
+        VxMoveHeapMemoryToSystemMemory(); // from inside the walk: does nothing
+        before.reset();
+        later.reset();
+        made = std::make_unique<TestTexture>(8);
+        VxImgFree(made->data);
+        made->data = static_cast<unsigned char*>(data);
+        data = VxImgAlloc(32);
+        return 1;
+    }
+    void* GetVoidData() const override { return data; }
+    std::unique_ptr<TestTexture>&before, &later;
+    std::unique_ptr<TestTexture> made;
+    void* data = VxImgAlloc(32);
+};
+
+TEST(HeapHandBack, AReallocateMayMakeAndDestroyTextures) {
+    auto block = std::make_unique<HostBlock>(1 << 16);
+    VxSetHeapMemoryPtr(block->base, block->size);
+    auto before = std::make_unique<TestTexture>(16);
+    std::unique_ptr<TestTexture> later;
+    Juggler juggler(before, later);
+    TestTexture after(16);
+    later = std::make_unique<TestTexture>(16);
+    VxReleaseHeapMemoryPtr();
+    EXPECT_EQ(before, nullptr);
+    EXPECT_EQ(later, nullptr);
+    EXPECT_EQ(after.moves, 1);
+    ASSERT_NE(juggler.made, nullptr);
+    EXPECT_EQ(juggler.made->moves, 1);
+    EXPECT_FALSE(block->holds(juggler.data) || block->holds(after.data) ||
+                 block->holds(juggler.made->data));
+}
+
 // Random textures, plain buffers, disable/enable, releases and replacements.
 // At each release the count report matches the records left behind, and every
 // texture keeps its pixels outside the old block, which is then scribbled over

@@ -30,7 +30,10 @@ struct HostBlock {
 class TestTexture final : public VxTexNotifier {
 public:
     explicit TestTexture(int n) : size(n), data(static_cast<unsigned char*>(VxImgAlloc(n))) {}
-    ~TestTexture() { VxImgFree(data); }
+    ~TestTexture() {
+        Unregister(); // before the buffer goes
+        VxImgFree(data);
+    }
     int Reallocate() override {
         auto* fresh = static_cast<unsigned char*>(VxImgAlloc(size));
         if (fresh == nullptr)
