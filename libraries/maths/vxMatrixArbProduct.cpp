@@ -20,6 +20,7 @@
 //   run through memory in order; padding lanes and rows compute values that
 //   are never stored.
 #include "vxMatrixArb.h"
+#include "vxMatrixIsa.h"
 
 #include <cstdio>
 #include <cstdlib>
@@ -111,18 +112,34 @@ struct Kernel {
 };
 
 Kernel ChooseKernel() {
-    // VELTRIX_MATRIX_ISA=sse2|avx2 caps the choice, so that every path can be
-    // exercised on one machine.
-    const char* cap = std::getenv("VELTRIX_MATRIX_ISA");
-    const bool sse2Only = cap != nullptr && std::strcmp(cap, "sse2") == 0;
-    const bool avx2Only = cap != nullptr && std::strcmp(cap, "avx2") == 0;
-    __builtin_cpu_init();
-    if (!sse2Only && !avx2Only && __builtin_cpu_supports("avx512f"))
+    switch (VxMatrixDetail::ChosenIsa()) {
+    case VxMatrixDetail::kAvx512:
         return {TileAvx512, 8, 16};
-    if (!sse2Only && __builtin_cpu_supports("avx2"))
+    case VxMatrixDetail::kAvx2:
         return {TileAvx2, 4, 8};
-    return {TileSse2, 4, 4};
+    default:
+        return {TileSse2, 4, 4};
+    }
 }
+
+} // namespace
+
+VxMatrixDetail::Isa VxMatrixDetail::ChosenIsa() {
+    static const Isa isa = [] {
+        const char* cap = std::getenv("VELTRIX_MATRIX_ISA");
+        const bool sse2Only = cap != nullptr && std::strcmp(cap, "sse2") == 0;
+        const bool avx2Only = cap != nullptr && std::strcmp(cap, "avx2") == 0;
+        __builtin_cpu_init();
+        if (!sse2Only && !avx2Only && __builtin_cpu_supports("avx512f"))
+            return kAvx512;
+        if (!sse2Only && __builtin_cpu_supports("avx2"))
+            return kAvx2;
+        return kSse2;
+    }();
+    return isa;
+}
+
+namespace {
 
 const Kernel& TheKernel() {
     static const Kernel kernel = ChooseKernel();
