@@ -136,10 +136,10 @@ public:
 
     // --- Reductions ------------------------------------------------------------
 
-    // Largest element, starting from -3.4028234663852886e38 (so that for an
-    // empty matrix); NaNs are skipped.
+    // The largest element, or -3.4028234663852886e38 when no element is
+    // larger (a matrix with no elements, say). NaNs never count.
     double maximum() const;
-    // Smallest element, starting from 3.4028234663852886e38.
+    // The smallest element, or 3.4028234663852886e38 when none is smaller.
     double minimum() const;
     double sum() const;
     double absSum() const;
@@ -318,7 +318,7 @@ protected:
 // "#rows must be > #cols " and returns 0 before touching anything; when a
 // singular value does not converge in 30 sweeps it reports "No convergence
 // after 30,000! iterations " and returns 0 with the arrays part-way.
-// Allocates one work array; safe in a fork.
+// Its work arrays come from system memory; safe in a fork.
 VX_API int dsvd(float** a, int m, int n, float* w, float** v);
 
 // Null space of the m x n matrix a by dsvd (a, w, v as there: a becomes U,

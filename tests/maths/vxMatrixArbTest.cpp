@@ -98,9 +98,13 @@ TEST(VxMatrixArb, TemporariesShareStorageAndOtherCopiesDoNot) {
     VxMatrixArb empty, target;
     target = a; // no storage: takes the source's shape
     EXPECT_TRUE(target == a);
-    target = target;
+    VxMatrixArb& alias = target;
+    target = alias;
     EXPECT_TRUE(target == a);
     EXPECT_EQ(empty.data(), nullptr);
+    empty.incrementReference();
+    EXPECT_EQ(empty.convertToCStyleArray(0.0f), nullptr);
+    empty.copyBackFromCStyleArray<float>(nullptr);
     EXPECT_EQ(VxMatrixArb(-1, 3).data(), nullptr);
     EXPECT_EQ(VxMatrixArb(3, -1).rows(), 0);
     CaptureStderr();
@@ -148,6 +152,10 @@ TEST(VxMatrixArb, ReductionsAndTestsMatchLoops) {
     EXPECT_EQ(a.frobeniusNorm(), std::sqrt(sq));
     EXPECT_EQ(a.maximum(), 30.0);
     EXPECT_EQ(a.minimum(), -20.0);
+    VxMatrixArb withNaN(a);
+    withNaN.setElement(0, 0, std::nan(""));
+    EXPECT_EQ(withNaN.maximum(), 30.0);
+    EXPECT_EQ(withNaN.minimum(), -20.0);
     int r = -1, c = -1;
     a.MinIndices(r, c); // the first of two equal minima
     EXPECT_EQ(r * 10 + c, 11);
@@ -277,6 +285,10 @@ TEST(VxMatrixArb, InvertAddsTheDiagonalBiasAndLuSolves) {
     EXPECT_TRUE(zeroRow.invert().isIdentity());
     int index[4];
     EXPECT_EQ(zeroRow.lu_decompose(index), 0);
+    VxMatrixArb ones(2, 2); // singular with no zero row: the zero pivot becomes 1e-20
+    ones.setAllElements(1.0);
+    EXPECT_EQ(std::abs(ones.lu_decompose(index)), 1);
+    EXPECT_EQ(ones.getElement(1, 1), 1e-20);
     for (int n : {1, 2, 3, 8, 20}) {
         VxMatrixArb a = Random(n, n, 30 + n);
         VxMatrixArb biased = a + Identity(n) * 0.01;
