@@ -454,6 +454,10 @@ TEST(VxMatrixArb, SvdFailuresAreReported) {
     EXPECT_TRUE(W.isZero(0.0) && V.isZero(0.0) && x.isZero(0.0));
     EXPECT_EQ(V.rows() * 10 + V.columns(), 33);
     EXPECT_EQ(x.rows() * 10 + x.columns(), 31);
+    VxMatrixArb none, U0, W0, V0; // no storage: nothing to decompose
+    none.svd(U0, W0, V0);
+    EXPECT_EQ(U0.rows() + W0.columns() + V0.rows(), 1);
+    ArraySmartPointer2D<float> nothing(nullptr, 3);
 
     // A NaN never lets a sweep converge.
     float r0[2] = {1.0f, std::nanf("")}, r1[2] = {2.0f, 3.0f}, r2[2] = {0.5f, 1.0f};
