@@ -18,6 +18,7 @@
 #include "vxImager.h"
 #include "vxImgProc.h"
 #include "vxList.h"
+#include "vxMatrixArb.h"
 #include "vxMessage.h"
 #include "vxMosaic.h"
 #include "vxMpForkCall.h"

@@ -11,6 +11,7 @@ packages=(
   libbenchmark-dev
   libpng-dev libopenexr-dev
   libnoise-dev libstb-dev
+  liblapack-dev libeigen3-dev
   locales
 )
 
