@@ -33,6 +33,7 @@ void onCtrlC(int) {
         say("\nvxdemo: stopping; press Ctrl-C again to stop at once\n");
         return;
     }
+    // Ending at once may cut a write short; its temporary file goes too.
     removePending();
     std::signal(SIGINT, SIG_DFL);
     ::raise(SIGINT);

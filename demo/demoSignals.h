@@ -2,9 +2,8 @@
 //
 // The first Ctrl-C asks the program to stop: renders end after the band in
 // progress, writers stop between rows, and the temporary file being written is
-// removed. A second Ctrl-C ends the program at once (by SIGINT, after removing
-// the temporary file). SIGTERM removes the temporary file and exits with
-// 128 + 15 = 143.
+// removed. A second Ctrl-C ends the program at once, by SIGINT. SIGTERM
+// removes the temporary file and exits with 128 + 15 = 143.
 #ifndef VX_DEMO_SIGNALS_H
 #define VX_DEMO_SIGNALS_H
 
