@@ -140,6 +140,5 @@ bool Options::parseNumber(const std::string& s, float lo, float hi, float& value
 
 bool asksForHelp(const std::vector<std::string>& words) {
     return std::any_of(words.begin(), words.end(),
-                       [](const std::string& w) { return w == "--help" || w == "-h"; }) ||
-           (!words.empty() && words[0] == "help");
+                       [](const std::string& w) { return w == "--help" || w == "-h"; });
 }

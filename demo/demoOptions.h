@@ -34,7 +34,8 @@ private:
     std::vector<std::string> files_;
 };
 
-// True when the words ask for the help text: "help", "--help" or "-h".
+// True when any word asks for the help text: "--help" or "-h" (the help
+// command itself is in the command table).
 bool asksForHelp(const std::vector<std::string>& words);
 
 #endif

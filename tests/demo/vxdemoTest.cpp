@@ -505,6 +505,18 @@ TEST(VxDemo, RunsWritingTheSameFileDoNotShareATemporaryFile) {
     EXPECT_EQ(run({"digest", "same.png"}, s.dir).status, 0);
 }
 
+// True once the program has a handler for `sig` (so it has started).
+bool catches(pid_t pid, int sig) {
+    std::istringstream status(slurp("/proc/" + std::to_string(pid) + "/status"));
+    std::string line;
+    while (std::getline(status, line)) {
+        if (line.rfind("SigCgt:", 0) == 0) {
+            return (std::stoull(line.substr(7), nullptr, 16) >> (sig - 1) & 1u) != 0;
+        }
+    }
+    return false;
+}
+
 // Starts a large preview, waits until it is being written, and sends `sig`.
 Outcome signalDuringWrite(const Scratch& s, int sig) {
     const pid_t pid = start({"mask", "--size", "4000", "--extent", "0.5", "--out", "m.png"}, s.dir);
@@ -542,8 +554,10 @@ TEST(VxDemo, CtrlCAndSigtermDuringAWriteLeaveNoFile) {
 TEST(VxDemo, SecondCtrlCStopsAtOnce) {
     Scratch s;
     const pid_t pid = start({"noise", "--size", "16384x2048"}, s.dir);
-    EXPECT_TRUE(waitFor([&] { return exists(s.dir + "/stderr"); }));
-    ::usleep(100000);
+    EXPECT_TRUE(waitFor([&] { return catches(pid, SIGINT); }));
+    // Into the render, whose bands of 64 such rows give the second Ctrl-C
+    // time to arrive before the first has stopped it.
+    ::usleep(300000);
     ::kill(pid, SIGINT);
     const bool asked =
         waitFor([&] { return slurp(s.dir + "/stderr").find("Ctrl-C again") != std::string::npos; });
