@@ -62,18 +62,29 @@ public:
     explicit FileStream(FILE* file) : Imf::OStream("output"), file_(file) {}
     void write(const char c[], int n) override {
         if (std::fwrite(c, 1, static_cast<size_t>(n), file_) != static_cast<size_t>(n)) {
-            throw std::runtime_error(std::strerror(errno));
+            fail();
         }
     }
     uint64_t tellp() override { return static_cast<uint64_t>(::ftello(file_)); }
     void seekp(uint64_t pos) override {
         if (::fseeko(file_, static_cast<off_t>(pos), SEEK_SET) != 0) {
-            throw std::runtime_error(std::strerror(errno));
+            fail();
         }
     }
+    // The first error, also one the OutputFile's destructor swallowed while
+    // writing the chunk offsets; 0 if none.
+    int error() const { return errno_; }
 
 private:
+    [[noreturn]] void fail() {
+        if (errno_ == 0) {
+            errno_ = errno;
+        }
+        throw std::runtime_error(std::strerror(errno));
+    }
+
     FILE* file_;
+    int errno_ = 0;
 };
 
 bool writeExr(FILE* out, const Image& image, std::string& error) {
@@ -83,22 +94,28 @@ bool writeExr(FILE* out, const Image& image, std::string& error) {
             header.channels().insert(channelName(image.channels, c), Imf::Channel(Imf::FLOAT));
         }
         FileStream stream(out);
-        Imf::OutputFile file(stream, header);
-        Imf::FrameBuffer frame;
-        const size_t xStride = sizeof(float) * static_cast<size_t>(image.channels);
-        for (int c = 0; c < image.channels; ++c) {
-            // The library only reads through the slice.
-            char* base = reinterpret_cast<char*>(const_cast<float*>(image.pixels.data() + c));
-            frame.insert(channelName(image.channels, c),
-                         Imf::Slice(Imf::FLOAT, base, xStride, xStride * image.width));
-        }
-        file.setFrameBuffer(frame);
-        for (int y = 0; y < image.height; y += kRowsPerStep) {
-            if (interruptRequested()) {
-                error = "interrupted";
-                return false;
+        {
+            Imf::OutputFile file(stream, header);
+            Imf::FrameBuffer frame;
+            const size_t xStride = sizeof(float) * static_cast<size_t>(image.channels);
+            for (int c = 0; c < image.channels; ++c) {
+                // The library only reads through the slice.
+                char* base = reinterpret_cast<char*>(const_cast<float*>(image.pixels.data() + c));
+                frame.insert(channelName(image.channels, c),
+                             Imf::Slice(Imf::FLOAT, base, xStride, xStride * image.width));
             }
-            file.writePixels(image.height - y < kRowsPerStep ? image.height - y : kRowsPerStep);
+            file.setFrameBuffer(frame);
+            for (int y = 0; y < image.height; y += kRowsPerStep) {
+                if (interruptRequested()) {
+                    error = "interrupted";
+                    return false;
+                }
+                file.writePixels(image.height - y < kRowsPerStep ? image.height - y : kRowsPerStep);
+            }
+        }
+        if (stream.error() != 0) {
+            error = std::strerror(stream.error());
+            return false;
         }
     } catch (const std::bad_alloc&) {
         throw;
