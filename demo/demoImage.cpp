@@ -4,6 +4,7 @@
 #include "demoSignals.h"
 
 #include <OpenEXR/ImfChannelList.h>
+#include <OpenEXR/ImfCompression.h>
 #include <OpenEXR/ImfFrameBuffer.h>
 #include <OpenEXR/ImfHeader.h>
 #include <OpenEXR/ImfIO.h>
@@ -27,13 +28,26 @@ namespace {
 // Rows between two looks at the Ctrl-C flag while a file is written or read.
 constexpr int kRowsPerStep = 64;
 
-// How many bytes of pixels one byte of a file may claim. Deflate (PNG, and
-// the ZIP compressions of OpenEXR) gives at most 1032 to 1; the margin
-// leaves room for half floats, which take twice the memory once read, and
-// the other OpenEXR compressions. A damaged header claiming more is refused
-// before any pixel memory is taken.
-constexpr long long kExrBytesPerFileByte = 4096;
+// Deflate (PNG, and the ZIP compressions of OpenEXR) packs at most 1032
+// bytes into one. A damaged header claiming more pixels than the file could
+// hold this way is refused before any pixel memory is taken.
 constexpr long long kDeflateRatio = 1032;
+
+// How many bytes of floats one byte of an OpenEXR file may become: a factor
+// of 8 for half floats (twice the memory once read) and for colour channels
+// the file lacks, times what the compression packs into one byte: 64 for run
+// lengths, deflate's ratio for the others (flat pictures that the wavelet
+// and lossy compressions pack tighter still are refused).
+long long exrBytesPerFileByte(Imf::Compression compression) {
+    switch (compression) {
+    case Imf::NO_COMPRESSION:
+        return 8;
+    case Imf::RLE_COMPRESSION:
+        return 8 * 64;
+    default:
+        return 8 * kDeflateRatio;
+    }
+}
 
 const char* const kRGBA[] = {"R", "G", "B", "A"};
 
@@ -221,7 +235,7 @@ bool readExr(const std::string& path, long long fileSize, Image& image, std::str
         const bool grey = list.findChannel("Y") != nullptr && list.findChannel("R") == nullptr;
         const int channels = grey ? 1 : (list.findChannel("A") != nullptr ? 4 : 3);
         if (w * h * channels * static_cast<long long>(sizeof(float)) >
-            fileSize * kExrBytesPerFileByte) {
+            fileSize * exrBytesPerFileByte(file.header().compression())) {
             error = claimText(w, h, fileSize);
             return false;
         }
