@@ -9,6 +9,7 @@
 #include "vxShapeMask.h"
 #include "vxTexture.h"
 
+#include <algorithm>
 #include <cmath>
 #include <memory>
 
@@ -45,6 +46,10 @@ public:
 private:
     std::unique_ptr<VxTexture<float, float>> channel_[3];
 };
+
+// Where the library's box intervals end on a row: they are found along the
+// image segment x = 0 .. 1000 only.
+constexpr float kBoxIntervalEnd = 1000.0f;
 
 float clamp01(float v) {
     return v < 0.0f ? 0.0f : (v > 1.0f ? 1.0f : v);
@@ -154,7 +159,8 @@ private:
 
 class MaskRender : public RowRender {
 public:
-    explicit MaskRender(VxCanonicalShapeMask& mask) : mask_(mask) {}
+    // `vouchedTo`: the image x up to which the mask's row intervals hold.
+    MaskRender(VxCanonicalShapeMask& mask, float vouchedTo) : mask_(mask), vouchedTo_(vouchedTo) {}
 
 private:
     void renderRow(int y, float* out) override {
@@ -163,23 +169,35 @@ private:
         for (int x = 0; x < w; ++x) {
             out[x] = 0.0f;
         }
-        HvBox1 outer;
-        if (!mask_.hasOuter || !mask_.outerBoundingLine(outer, py)) {
+        if (!mask_.hasOuter) {
             return;
         }
-        HvBox1 inner(1.0f, 0.0f);
-        if (!mask_.hasInner || !mask_.innerBoundingLine(inner, py)) {
-            inner = HvBox1(1.0f, 0.0f);
+        HvBox1 outer;
+        if (mask_.outerBoundingLine(outer, py)) {
+            HvBox1 inner(1.0f, 0.0f);
+            if (!mask_.hasInner || !mask_.innerBoundingLine(inner, py)) {
+                inner = HvBox1(1.0f, 0.0f);
+            }
+            const float peak = mask_.maxDensity();
+            const int x0 = clampColumn(std::floor(outer.xmin - 0.5f), w);
+            const int x1 = clampColumn(std::ceil(outer.xmax + 0.5f), w);
+            for (int x = x0; x < x1; ++x) {
+                const float px = static_cast<float>(x) + 0.5f;
+                // Well inside the core the density is known without evaluating it.
+                out[x] = px > inner.xmin + 1.0f && px < inner.xmax - 1.0f
+                             ? peak
+                             : mask_.density(HvVec2(px, py));
+            }
         }
-        const float peak = mask_.maxDensity();
-        const int x0 = clampColumn(std::floor(outer.xmin - 0.5f), w);
-        const int x1 = clampColumn(std::ceil(outer.xmax + 0.5f), w);
-        for (int x = x0; x < x1; ++x) {
-            const float px = static_cast<float>(x) + 0.5f;
-            // Well inside the core the density is known without evaluating it.
-            out[x] = px > inner.xmin + 1.0f && px < inner.xmax - 1.0f
-                         ? peak
-                         : mask_.density(HvVec2(px, py));
+        // Past the intervals' reach only the density itself can tell, within
+        // the box that encloses the whole shape.
+        const HvBox2& all = mask_.outerBox;
+        if (static_cast<float>(w) > vouchedTo_ && py >= all.ymin - 1.0f && py <= all.ymax + 1.0f) {
+            const float from = std::max(std::floor(vouchedTo_), std::floor(all.xmin - 0.5f));
+            const int x1 = clampColumn(std::ceil(all.xmax + 0.5f), w);
+            for (int x = clampColumn(from, w); x < x1; ++x) {
+                out[x] = mask_.density(HvVec2(static_cast<float>(x) + 0.5f, py));
+            }
         }
     }
     static int clampColumn(float v, int w) {
@@ -187,6 +205,7 @@ private:
     }
 
     VxCanonicalShapeMask& mask_;
+    float vouchedTo_;
 };
 
 class ShakeRender : public RowRender {
@@ -311,7 +330,9 @@ bool renderMask(Image& out, int width, int height, const MaskParams& p, const st
     mask.setRotation(p.rotation);
     mask.setup();
     out = Image(width, height, 1);
-    MaskRender effect(mask);
+    // The box's row intervals come from the fixed segment x = 0 .. 1000 of
+    // each row; the circle's reach any x.
+    MaskRender effect(mask, p.box ? kBoxIntervalEnd : HUGE_VALF);
     return effect.render(out, label);
 }
 

@@ -44,6 +44,9 @@ struct MaskParams {
 };
 // The mask's density, one channel, evaluated only inside each row's outer
 // interval and set to the maximum without evaluation inside the inner one.
+// Where a box's intervals cannot reach (past image x = 1000) the density is
+// evaluated across the shape's bounding box, so the whole box is drawn at any
+// size.
 bool renderMask(Image& out, int width, int height, const MaskParams& p, const std::string& label);
 
 struct ShakeParams {

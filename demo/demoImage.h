@@ -34,15 +34,23 @@ struct Image {
 uint64_t imageDigest(const Image& image);
 std::string digestText(uint64_t digest);
 
-// Writes by extension (.exr or .png). The file appears under its name only
-// once complete (written beside it, then renamed), so an interrupted run
-// never leaves half a file. On failure: false, with the reason in `error`.
+// The largest side of a picture, written or read: one limit, so that every
+// picture the program writes it can read back.
+constexpr int kMaxSide = 16384;
+
+// Writes by extension (.exr or .png, in either case) through an OutputFile,
+// so the file appears under its name only once complete. Ctrl-C stops the
+// write between rows. On failure: false, with the reason in `error`.
 bool writeImage(const std::string& path, const Image& image, float lo, float hi,
                 std::string& error);
 
-// Reads an OpenEXR or PNG file into floats (PNG values scaled to 0..1).
+// Reads an OpenEXR or PNG file into floats (PNG values scaled to 0..1). The
+// size its header claims is checked against the file's length before any
+// pixel memory is taken: more pixels than the file could hold compressed, or
+// a side above kMaxSide, is refused.
 bool readImage(const std::string& path, Image& image, std::string& error);
 
-bool endsWith(const std::string& s, const char* suffix);
+// True when `path` ends in ".exr" or ".png" (`extension`), in any case.
+bool hasExtension(const std::string& path, const char* extension);
 
 #endif

@@ -2,22 +2,15 @@
 
 #include "vxMultiProcessor.h"
 
-#include <csignal>
 #include <cstdio>
 
 #include <unistd.h>
 
 namespace {
 
-volatile std::sig_atomic_t gCtrlC = 0;
-
-void onCtrlC(int) {
-    gCtrlC = 1;
-}
-
 int askedToStop(void*, int* value) {
     ++*value;
-    return gCtrlC != 0;
+    return interruptRequested();
 }
 
 // Bands of about this many rows: small enough that Ctrl-C answers quickly,
@@ -25,14 +18,6 @@ int askedToStop(void*, int* value) {
 constexpr int kRowsPerBand = 64;
 
 } // namespace
-
-void installInterruptHandler() {
-    std::signal(SIGINT, onCtrlC);
-}
-
-bool interruptRequested() {
-    return gCtrlC != 0;
-}
 
 bool RowRender::render(Image& image, const std::string& label) {
     if (interruptRequested()) {

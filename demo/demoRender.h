@@ -10,16 +10,12 @@
 #define VX_DEMO_RENDER_H
 
 #include "demoImage.h"
+#include "demoSignals.h"
 
 #include "vxImgProc.h"
 #include "vxTexIndexer.h"
 
 #include <string>
-
-// Installs the Ctrl-C handler; after it, every RowRender can be interrupted.
-void installInterruptHandler();
-// True once Ctrl-C has been pressed.
-bool interruptRequested();
 
 class RowRender : public VxImgProc {
 public:

@@ -4,6 +4,10 @@
 // either compiler and with any number of workers.
 #include <gtest/gtest.h>
 
+#include <OpenEXR/ImfFrameBuffer.h>
+#include <OpenEXR/ImfHeader.h>
+#include <OpenEXR/ImfInputFile.h>
+
 #include <cerrno>
 #include <csignal>
 #include <cstdlib>
@@ -14,11 +18,26 @@
 #include <vector>
 
 #include <dirent.h>
+#include <sys/resource.h>
 #include <sys/stat.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
 namespace {
+
+// Address limits cannot be set under the sanitizers, which reserve terabytes
+// of address space for their shadow memory.
+#if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
+constexpr bool kSanitized = true;
+#elif defined(__has_feature)
+#if __has_feature(address_sanitizer) || __has_feature(thread_sanitizer)
+constexpr bool kSanitized = true;
+#else
+constexpr bool kSanitized = false;
+#endif
+#else
+constexpr bool kSanitized = false;
+#endif
 
 // The gallery at 40 x 40 pixels: file and pixel digest.
 const std::map<std::string, std::string> kGolden = {
@@ -37,7 +56,15 @@ const std::map<std::string, std::string> kGolden = {
 
 struct Outcome {
     int status = -1; // exit code, or 128 + signal
+    int signal = 0;  // the signal that ended the program, if one did
     std::string out, err;
+};
+
+// Resource limits for the program: address space (a memory limit without
+// allocating it) and file size (a full disk: writes past it fail with EFBIG).
+struct Limits {
+    rlim_t memory = RLIM_INFINITY;
+    rlim_t fileSize = RLIM_INFINITY;
 };
 
 std::string slurp(const std::string& path) {
@@ -63,9 +90,17 @@ public:
 };
 
 // Starts the program with `args`; its output goes to files in `dir`.
-pid_t start(const std::vector<std::string>& args, const std::string& dir) {
+pid_t start(const std::vector<std::string>& args, const std::string& dir,
+            const Limits& limits = Limits()) {
     const pid_t pid = ::fork();
     if (pid == 0) {
+        const rlimit memory = {limits.memory, limits.memory};
+        const rlimit fileSize = {limits.fileSize, limits.fileSize};
+        ::signal(SIGXFSZ, SIG_IGN);
+        if ((limits.memory != RLIM_INFINITY && ::setrlimit(RLIMIT_AS, &memory) != 0) ||
+            (limits.fileSize != RLIM_INFINITY && ::setrlimit(RLIMIT_FSIZE, &fileSize) != 0)) {
+            ::_exit(125);
+        }
         std::vector<char*> argv;
         std::string program = VXDEMO_PATH;
         argv.push_back(&program[0]);
@@ -90,13 +125,41 @@ Outcome finish(pid_t pid, const std::string& dir) {
     while (::waitpid(pid, &status, 0) < 0 && errno == EINTR) {
     }
     r.status = WIFEXITED(status) ? WEXITSTATUS(status) : 128 + WTERMSIG(status);
+    r.signal = WIFSIGNALED(status) ? WTERMSIG(status) : 0;
     r.out = slurp(dir + "/stdout");
     r.err = slurp(dir + "/stderr");
     return r;
 }
 
-Outcome run(const std::vector<std::string>& args, const std::string& dir) {
-    return finish(start(args, dir), dir);
+Outcome run(const std::vector<std::string>& args, const std::string& dir,
+            const Limits& limits = Limits()) {
+    return finish(start(args, dir, limits), dir);
+}
+
+// Names in `dir` that contain `part`.
+std::vector<std::string> namesWith(const std::string& dir, const std::string& part) {
+    std::vector<std::string> names;
+    if (DIR* d = ::opendir(dir.c_str())) {
+        while (const dirent* e = ::readdir(d)) {
+            if (std::string(e->d_name).find(part) != std::string::npos) {
+                names.push_back(e->d_name);
+            }
+        }
+        ::closedir(d);
+    }
+    return names;
+}
+
+// Waits (boundedly) until `ready` holds.
+template <class Ready>
+bool waitFor(Ready ready) {
+    for (int i = 0; i < 60000; ++i) {
+        if (ready()) {
+            return true;
+        }
+        ::usleep(1000);
+    }
+    return false;
 }
 
 // "name.exr digest" lines.
@@ -190,6 +253,7 @@ TEST(VxDemo, BadCommandLinesAreRefusedWithAReason) {
         {"mosaic", "--map", "hexagons"},
         {"grade", "--lo", "1", "--hi", "1"},
         {"gallery", "--colour", "red"},
+        {"grade", "--in", "x.exr", "--size", "7"},
         {"digest"},
     };
     for (const auto& args : bad) {
@@ -232,12 +296,278 @@ TEST(VxDemo, CtrlCStopsTheGalleryAndLeavesWholeFiles) {
         expected += "g/" + d.first + " " + d.second + "\n";
     }
     EXPECT_EQ(run(args, s.dir).out, expected);
-    DIR* dir = ::opendir((s.dir + "/g").c_str());
-    ASSERT_NE(dir, nullptr);
-    while (const dirent* e = ::readdir(dir)) {
-        EXPECT_EQ(std::string(e->d_name).find(".part"), std::string::npos) << e->d_name;
+    EXPECT_TRUE(namesWith(s.dir + "/g", ".part").empty());
+}
+
+// One row of a one-channel OpenEXR file.
+std::vector<float> exrRow(const std::string& path, int y, int& width) {
+    Imf::InputFile file(path.c_str());
+    const Imath::Box2i dw = file.header().dataWindow();
+    width = dw.max.x - dw.min.x + 1;
+    std::vector<float> row(static_cast<size_t>(width));
+    Imf::FrameBuffer frame;
+    frame.insert("Y", Imf::Slice(Imf::FLOAT, reinterpret_cast<char*>(row.data() - y * width),
+                                 sizeof(float), sizeof(float) * width));
+    file.setFrameBuffer(frame);
+    file.readPixels(y, y);
+    return row;
+}
+
+TEST(VxDemo, BoxMaskIsWholePastTheLibrarysIntervalSegment) {
+    Scratch s;
+    // A centred, unrotated box from x = 120 to 2280 is symmetric, and solid
+    // well inside its soft edge, past x = 1000 as before it.
+    const Outcome r = run({"mask", "--shape", "box", "--extent", "0.45,0.01", "--softness", "0.1",
+                           "--size", "2400x40", "--out", "b.exr"},
+                          s.dir);
+    ASSERT_EQ(r.status, 0) << r.err;
+    int w = 0;
+    const std::vector<float> row = exrRow(s.dir + "/b.exr", 20, w);
+    ASSERT_EQ(w, 2400);
+    EXPECT_EQ(row[2000], 1.0f);
+    EXPECT_EQ(row[2300], 0.0f);
+    for (int x = 0; x < w; ++x) {
+        ASSERT_NEAR(row[x], row[w - 1 - x], 1e-3f) << x;
     }
-    ::closedir(dir);
+}
+
+TEST(VxDemo, OptionsTakeEitherSpellingAndHelpAnywhere) {
+    Scratch s;
+    for (const std::vector<std::string>& args :
+         {std::vector<std::string>{"--help"}, {"-h"}, {"noise", "--help"}, {"help"}}) {
+        const Outcome r = run(args, s.dir);
+        EXPECT_EQ(r.status, 0) << args[0] << r.err;
+        EXPECT_EQ(r.out.rfind("usage: vxdemo", 0), 0u) << r.out;
+    }
+    const Outcome n = run({"noise", "--size=8x4", "--octaves=2", "--out=N.EXR"}, s.dir);
+    EXPECT_EQ(n.status, 0) << n.err;
+    EXPECT_TRUE(exists(s.dir + "/N.EXR"));
+    const Outcome g = run({"gallery", "--size", "12x8", "--out", "g"}, s.dir);
+    EXPECT_EQ(g.status, 0) << g.err;
+    EXPECT_EQ(run({"digest", "g/picture.exr"}, s.dir).status, 0);
+}
+
+TEST(VxDemo, BadFilesGetAClearMessage) {
+    Scratch s;
+    ::mkdir((s.dir + "/d.exr").c_str(), 0777);
+    struct Case {
+        std::vector<std::string> args;
+        std::string said;
+    };
+    const std::vector<Case> cases = {
+        {{"grade", "--grade", "/dev/zero"}, "cannot read /dev/zero: longer than"},
+        {{"grade", "--grade", "d.exr"}, "cannot read d.exr: Is a directory"},
+        {{"grade", "--in", "d.exr"}, "cannot read d.exr: Is a directory"},
+        {{"noise", "--size", "8", "--out", "d.exr"}, "cannot write d.exr: Is a directory"},
+    };
+    for (const Case& c : cases) {
+        const Outcome r = run(c.args, s.dir);
+        EXPECT_EQ(r.status, 1) << c.args[1];
+        EXPECT_NE(r.err.find("vxdemo: " + c.said), std::string::npos) << r.err;
+    }
+}
+
+TEST(VxDemo, OutOfMemoryIsAMessageAndExitCodeOne) {
+    if (kSanitized) {
+        GTEST_SKIP() << "address limits do not work under the sanitizers";
+    }
+    Scratch s;
+    Limits limits;
+    limits.memory = 512u << 20;
+    for (const char* command : {"noise", "grade"}) {
+        const Outcome r = run({command, "--size", "16384"}, s.dir, limits);
+        EXPECT_EQ(r.status, 1) << command << ": " << r.err;
+        EXPECT_NE(r.err.find("vxdemo: out of memory"), std::string::npos) << r.err;
+    }
+}
+
+TEST(VxDemo, ReadsBackTheLargestPictureItWrites) {
+    Scratch s;
+    EXPECT_NE(run({"help"}, s.dir).out.find("sides from 1 to 16384"), std::string::npos);
+    EXPECT_EQ(run({"mask", "--size", "16385x1"}, s.dir).status, 2);
+    // More than 2^27 pixels; an empty mask keeps it quick.
+    const Outcome w =
+        run({"mask", "--size", "16384x8193", "--extent", "0", "--out", "big.exr"}, s.dir);
+    ASSERT_EQ(w.status, 0) << w.err;
+    const Outcome r = run({"digest", "big.exr"}, s.dir);
+    EXPECT_EQ(r.status, 0) << r.err;
+}
+
+uint32_t crc32(const unsigned char* p, size_t n) {
+    uint32_t c = 0xffffffffu;
+    for (size_t i = 0; i < n; ++i) {
+        c ^= p[i];
+        for (int k = 0; k < 8; ++k) {
+            c = (c >> 1) ^ (0xedb88320u & (0u - (c & 1u)));
+        }
+    }
+    return ~c;
+}
+
+void putBE32(std::string& s, uint32_t v) {
+    for (int i = 3; i >= 0; --i) {
+        s += static_cast<char>((v >> (8 * i)) & 0xffu);
+    }
+}
+
+void pngChunk(std::string& png, const char* type, const std::string& data) {
+    putBE32(png, static_cast<uint32_t>(data.size()));
+    const std::string body = type + data;
+    png += body;
+    putBE32(png, crc32(reinterpret_cast<const unsigned char*>(body.data()), body.size()));
+}
+
+TEST(VxDemo, DamagedHeadersAreCheckedAgainstTheFileBeforeAllocating) {
+    Scratch s;
+    ASSERT_EQ(run({"mask", "--size", "16", "--out", "small.exr"}, s.dir).status, 0);
+    // The small picture's header made to claim 11585 x 11585 pixels, with an
+    // offset table of the claimed length whose entries all point at its one
+    // chunk: a whole-looking file of a few kilobytes.
+    std::string exr = slurp(s.dir + "/small.exr");
+    const std::string window = std::string("dataWindow\0box2i\0", 17);
+    const size_t at = exr.find(window) + window.size() + 4;
+    const int32_t claim[4] = {0, 0, 11584, 11584};
+    exr.replace(at, sizeof claim, reinterpret_cast<const char*>(claim), sizeof claim);
+    size_t table = 0;
+    for (int64_t v = 0; table + 8 <= exr.size(); ++table) {
+        std::memcpy(&v, &exr[table], 8);
+        if (v == static_cast<int64_t>(table) + 8) {
+            break;
+        }
+    }
+    const std::string chunk = exr.substr(table + 8);
+    const int64_t chunks = 11585 / 16 + 1, first = static_cast<int64_t>(table) + 8 * chunks;
+    exr.resize(table);
+    for (int64_t i = 0; i < chunks; ++i) {
+        exr.append(reinterpret_cast<const char*>(&first), 8);
+    }
+    std::ofstream(s.dir + "/damaged.exr", std::ios::binary) << exr << chunk;
+
+    // A 74-byte PNG claiming 11500 x 11500 RGBA pixels.
+    std::string png = "\x89PNG\r\n\x1a\n", ihdr;
+    putBE32(ihdr, 11500);
+    putBE32(ihdr, 11500);
+    ihdr += std::string("\x08\x06\0\0\0", 5);
+    pngChunk(png, "IHDR", ihdr);
+    pngChunk(png, "IDAT", std::string("\x78\x9c\x63\x60\x60\x60\0\0\0\x04\0\x01\0\0\0\0\0", 17));
+    pngChunk(png, "IEND", "");
+    ASSERT_EQ(png.size(), 74u);
+    std::ofstream(s.dir + "/damaged.png", std::ios::binary) << png;
+
+    Limits limits;
+    limits.memory = kSanitized ? RLIM_INFINITY : 256u << 20;
+    for (const char* name : {"damaged.exr", "damaged.png"}) {
+        const Outcome r = run({"digest", name}, s.dir, limits);
+        EXPECT_EQ(r.status, 1) << name;
+        EXPECT_NE(r.err.find(std::string("cannot read ") + name + ": its header claims"),
+                  std::string::npos)
+            << r.err;
+    }
+}
+
+TEST(VxDemo, FailedWritesNameTheFileAndLeaveNoPart) {
+    Scratch s;
+    // A full disk: the first picture does not fit.
+    Limits full;
+    full.fileSize = 100;
+    const Outcome r = run({"gallery", "--size", "8", "--out", "g"}, s.dir, full);
+    EXPECT_EQ(r.status, 1);
+    EXPECT_NE(r.err.find("vxdemo: cannot write g/picture.exr: File too large"), std::string::npos)
+        << r.err;
+    EXPECT_FALSE(exists(s.dir + "/g/picture.exr"));
+    EXPECT_TRUE(namesWith(s.dir + "/g", ".part").empty());
+
+    // The list, the index and the grade cannot take their names.
+    ::mkdir((s.dir + "/h").c_str(), 0777);
+    for (const char* name : {"index.html", "digests.txt", "sample.grade"}) {
+        ::mkdir((s.dir + "/h/" + name).c_str(), 0777);
+    }
+    const Outcome h = run({"gallery", "--size", "8", "--out", "h"}, s.dir);
+    EXPECT_EQ(h.status, 1);
+    EXPECT_EQ(h.out, "");
+    for (const char* name : {"index.html", "digests.txt", "sample.grade"}) {
+        EXPECT_NE(h.err.find("cannot write h/" + std::string(name) + ": Is a directory"),
+                  std::string::npos)
+            << h.err;
+    }
+    EXPECT_TRUE(namesWith(s.dir + "/h", ".part").empty());
+}
+
+TEST(VxDemo, RunsWritingTheSameFileDoNotShareATemporaryFile) {
+    Scratch s;
+    const std::vector<std::string> args = {"mask", "--size", "1500",    "--extent",
+                                           "0.5",  "--out",  "same.png"};
+    const pid_t one = start(args, s.dir);
+    const Outcome two = run(args, s.dir);
+    const Outcome first = finish(one, s.dir);
+    EXPECT_EQ(first.status, 0) << first.err;
+    EXPECT_EQ(two.status, 0) << two.err;
+    EXPECT_EQ(run({"digest", "same.png"}, s.dir).status, 0);
+}
+
+// True once the program has a handler for `sig` (so it has started).
+bool catches(pid_t pid, int sig) {
+    std::istringstream status(slurp("/proc/" + std::to_string(pid) + "/status"));
+    std::string line;
+    while (std::getline(status, line)) {
+        if (line.rfind("SigCgt:", 0) == 0) {
+            return (std::stoull(line.substr(7), nullptr, 16) >> (sig - 1) & 1u) != 0;
+        }
+    }
+    return false;
+}
+
+// Starts a large preview, waits until it is being written, and sends `sig`.
+Outcome signalDuringWrite(const Scratch& s, int sig) {
+    const pid_t pid = start({"mask", "--size", "4000", "--extent", "0.5", "--out", "m.png"}, s.dir);
+    EXPECT_TRUE(waitFor([&] { return !namesWith(s.dir, ".part").empty(); }));
+    // NAME.PID.N.part
+    const std::vector<std::string> parts = namesWith(s.dir, ".part");
+    const std::string prefix = "m.png." + std::to_string(pid) + ".";
+    EXPECT_TRUE(!parts.empty() && parts[0].rfind(prefix, 0) == 0 &&
+                parts[0].find_first_not_of("0123456789", prefix.size()) == parts[0].size() - 5)
+        << (parts.empty() ? "" : parts[0]);
+    ::kill(pid, sig);
+    return finish(pid, s.dir);
+}
+
+TEST(VxDemo, CtrlCAndSigtermDuringAWriteLeaveNoFile) {
+    {
+        Scratch s;
+        const Outcome r = signalDuringWrite(s, SIGINT);
+        EXPECT_EQ(r.status, 130) << r.err;
+        EXPECT_EQ(r.signal, 0);
+        EXPECT_NE(r.err.find("vxdemo: interrupted"), std::string::npos) << r.err;
+        EXPECT_FALSE(exists(s.dir + "/m.png"));
+        EXPECT_TRUE(namesWith(s.dir, ".part").empty());
+    }
+    {
+        Scratch s;
+        const Outcome r = signalDuringWrite(s, SIGTERM);
+        EXPECT_EQ(r.status, 143) << r.err;
+        EXPECT_EQ(r.signal, 0);
+        EXPECT_FALSE(exists(s.dir + "/m.png"));
+        EXPECT_TRUE(namesWith(s.dir, ".part").empty());
+    }
+}
+
+TEST(VxDemo, SecondCtrlCStopsAtOnce) {
+    Scratch s;
+    const pid_t pid = start({"noise", "--size", "16384x2048"}, s.dir);
+    EXPECT_TRUE(waitFor([&] { return catches(pid, SIGINT); }));
+    // Into the render, whose bands of 64 such rows give the second Ctrl-C
+    // time to arrive before the first has stopped it.
+    ::usleep(300000);
+    ::kill(pid, SIGINT);
+    const bool asked =
+        waitFor([&] { return slurp(s.dir + "/stderr").find("Ctrl-C again") != std::string::npos; });
+    ::kill(pid, SIGINT);
+    const Outcome r = finish(pid, s.dir);
+    ASSERT_TRUE(asked) << r.err;
+    if (r.signal == 0 && r.status == 130) {
+        GTEST_SKIP() << "the first Ctrl-C ended the render before the second arrived";
+    }
+    EXPECT_EQ(r.signal, SIGINT);
 }
 
 } // namespace
