@@ -54,9 +54,10 @@ public:
     // Approximately atan2(y, x). Where |y| >= |x|: 0 when y is 0 (so
     // faketan2(0, 0) is 0), else top (y > 0) or bottom (y < 0) at
     // trunc(x * half / |y|). Otherwise 0 when x is 0, else right (x > 0) or
-    // left (x < 0) at trunc(y * half / |x|). The quotient is computed in float;
-    // when it is NaN (both arguments infinite) the diagonal is taken, and it
-    // is kept within -half .. half. A NaN argument gives 0.
+    // left (x < 0) at trunc(y * half / |x|). The quotient is computed in float
+    // (as x / |y| * half where x * half would overflow); when it is NaN (both
+    // arguments infinite) the diagonal is taken, and it is kept within
+    // -half .. half. A NaN argument gives 0.
     float faketan2(float y, float x) const;
 
     int size;      // table size n', even

@@ -88,11 +88,13 @@ float VxFakeTan::faketan2(float y, float x) const {
         return 0.0f;
     const float ay = std::fabs(y), ax = std::fabs(x);
     const float h = static_cast<float>(half);
-    // The quotient lies in -h .. h; both arguments infinite make it NaN, the
-    // direction then being a diagonal, and an overflowing product is held at
-    // the edge's end.
-    auto index = [this, h](float num, float den) {
+    // The quotient lies in -h .. h. Near the top of the float range the
+    // product overflows, and the ratio is scaled instead; both arguments
+    // infinite make it NaN, the direction then being a diagonal.
+    auto index = [h](float num, float den) {
         float q = num * h / den;
+        if (std::isinf(q))
+            q = num / den * h;
         if (std::isnan(q))
             q = num > 0.0f ? h : -h;
         q = std::min(std::max(q, -h), h);
