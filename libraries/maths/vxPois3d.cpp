@@ -231,8 +231,7 @@ void transformDirect(const PlanKey& key, float* x, bool inverse) {
     applyMatrix(kindMatrix(inverse ? kl.inverse : kl.forward, key.l), key.l, x, 1, m * n, l, 1, 0);
     applyMatrix(kindMatrix(inverse ? km.inverse : km.forward, key.m), key.m, x, l, n, lm, l, 1);
     if (key.periodicK)
-        applyMatrix(kindMatrix(inverse ? FFTW_HC2R : FFTW_R2HC, key.n), key.n, x, lm, 1, 0, lm,
-                    1);
+        applyMatrix(kindMatrix(inverse ? FFTW_HC2R : FFTW_R2HC, key.n), key.n, x, lm, 1, 0, lm, 1);
 }
 
 // IERROR codes 1 to 10: the checks in order, the last failing one kept.
@@ -285,8 +284,8 @@ int vxPois3d(const int* lperod, const int* l, const float* c1, const int* mperod
              float* /*w: a workspace of our own is used*/) {
     if (ierror == nullptr)
         return 1;
-    if (!lperod || !l || !c1 || !mperod || !m || !c2 || !nperod || !n || !a || !b || !c ||
-        !ldimf || !mdimf || !f) {
+    if (!lperod || !l || !c1 || !mperod || !m || !c2 || !nperod || !n || !a || !b || !c || !ldimf ||
+        !mdimf || !f) {
         *ierror = 11;
         return 1;
     }

@@ -93,7 +93,7 @@ TEST(VxFakeTan, NormaliseGivesTurns) {
     angle = 7 * kPiF;
     f.normaliseInner(kPiF, angle);
     EXPECT_LT(std::min(angle, 1.0f - angle), 1e-6f); // four whole turns, to float rounding
-    angle = -1e-12f;        // just below a whole turn rounds to 1: stored as 0
+    angle = -1e-12f; // just below a whole turn rounds to 1: stored as 0
     f.normaliseInner(0.0f, angle);
     EXPECT_EQ(angle, 0.0f);
     angle = 1e30f;

@@ -28,7 +28,8 @@ struct Problem {
         if (np == 1) {
             for (int k = 0; k < n; ++k) {
                 a[static_cast<size_t>(k)] = k == 0 ? 0.0f : 0.9f + 0.05f * static_cast<float>(k);
-                c[static_cast<size_t>(k)] = k == n - 1 ? 0.0f : 1.1f - 0.03f * static_cast<float>(k);
+                c[static_cast<size_t>(k)] =
+                    k == n - 1 ? 0.0f : 1.1f - 0.03f * static_cast<float>(k);
                 b[static_cast<size_t>(k)] = -2.3f - 0.1f * static_cast<float>(k % 3);
             }
         }
@@ -95,9 +96,8 @@ double relativeResidual(Problem& p, std::vector<float>& rhs) {
                 const double xj1 = ghost(p.mp, p.m, j + 1, [&](int q) { return X(i, q, k); });
                 const size_t kk = static_cast<size_t>(k - 1);
                 const double lhs = p.c1 * (xi0 - 2 * X(i, j, k) + xi1) +
-                                   p.c2 * (xj0 - 2 * X(i, j, k) + xj1) +
-                                   p.a[kk] * X(i, j, k - 1) + p.b[kk] * X(i, j, k) +
-                                   p.c[kk] * X(i, j, k + 1);
+                                   p.c2 * (xj0 - 2 * X(i, j, k) + xj1) + p.a[kk] * X(i, j, k - 1) +
+                                   p.b[kk] * X(i, j, k) + p.c[kk] * X(i, j, k + 1);
                 const double r = p.at(rhs, i - 1, j - 1, k - 1);
                 worst = std::max(worst, std::fabs(lhs - r));
                 scale = std::max(scale, std::fabs(r));
@@ -221,15 +221,15 @@ TEST(VxPois3d, ErrorCodesInOrder) {
         int expected;
     };
     const Case cases[] = {
-        {5, 7, 1, 8, 1, 5, 9, 9, 0, 0, -2, 1},   {-1, 7, 1, 8, 1, 5, 9, 9, 0, 0, -2, 1},
-        {1, 2, 1, 8, 1, 5, 9, 9, 0, 0, -2, 2},   {5, 2, 1, 8, 1, 5, 9, 9, 0, 0, -2, 2},
-        {1, 7, 5, 8, 1, 5, 9, 9, 0, 0, -2, 3},   {1, 7, 1, 2, 1, 5, 9, 9, 0, 0, -2, 4},
-        {9, 2, 9, 2, 1, 5, 9, 9, 0, 0, -2, 4},   {1, 7, 1, 8, 2, 5, 9, 9, 0, 0, -2, 5},
-        {1, 7, 1, 8, -1, 5, 9, 9, 1, 1, -2, 5},  {1, 7, 1, 8, 1, 2, 9, 9, 0, 0, -2, 6},
-        {1, 7, 1, 8, 1, 5, 6, 9, 0, 0, -2, 7},   {1, 7, 1, 8, 1, 5, 9, 7, 0, 0, -2, 8},
-        {1, 9, 1, 9, 1, 5, 8, 8, 0, 0, -2, 8},   {1, 7, 1, 8, 0, 5, 9, 9, 0.8f, 0.8f, -3, 9},
+        {5, 7, 1, 8, 1, 5, 9, 9, 0, 0, -2, 1},       {-1, 7, 1, 8, 1, 5, 9, 9, 0, 0, -2, 1},
+        {1, 2, 1, 8, 1, 5, 9, 9, 0, 0, -2, 2},       {5, 2, 1, 8, 1, 5, 9, 9, 0, 0, -2, 2},
+        {1, 7, 5, 8, 1, 5, 9, 9, 0, 0, -2, 3},       {1, 7, 1, 2, 1, 5, 9, 9, 0, 0, -2, 4},
+        {9, 2, 9, 2, 1, 5, 9, 9, 0, 0, -2, 4},       {1, 7, 1, 8, 2, 5, 9, 9, 0, 0, -2, 5},
+        {1, 7, 1, 8, -1, 5, 9, 9, 1, 1, -2, 5},      {1, 7, 1, 8, 1, 2, 9, 9, 0, 0, -2, 6},
+        {1, 7, 1, 8, 1, 5, 6, 9, 0, 0, -2, 7},       {1, 7, 1, 8, 1, 5, 9, 7, 0, 0, -2, 8},
+        {1, 9, 1, 9, 1, 5, 8, 8, 0, 0, -2, 8},       {1, 7, 1, 8, 0, 5, 9, 9, 0.8f, 0.8f, -3, 9},
         {1, 2, 1, 8, 0, 5, 9, 9, 0.8f, 0.8f, -3, 9}, {1, 7, 1, 8, 1, 5, 9, 9, 0.5f, 0, -2, 10},
-        {1, 7, 1, 8, 1, 5, 9, 9, 0, 0.5f, -2, 10}, {0, 2, 1, 1, 1, 5, 9, 9, 1, 0, -2, 10},
+        {1, 7, 1, 8, 1, 5, 9, 9, 0, 0.5f, -2, 10},   {0, 2, 1, 1, 1, 5, 9, 9, 1, 0, -2, 10},
         {1, 7, 1, 8, 0, 5, 9, 9, 0.8f, 0.8f, -2, 0}, {1, 7, 1, 8, 1, 5, 9, 9, 0, 0, -2, 0},
     };
     for (const Case& t : cases) {
@@ -248,8 +248,8 @@ TEST(VxPois3d, ErrorCodesInOrder) {
         p.b[static_cast<size_t>(p.n - 1)] = t.bLast;
         const std::vector<float> f = p.f, a = p.a, b = p.b, c = p.c;
         const int got = p.solve();
-        EXPECT_EQ(got, t.expected) << "case lp " << t.lp << " l " << t.l << " mp " << t.mp
-                                   << " m " << t.m << " np " << t.np << " n " << t.n;
+        EXPECT_EQ(got, t.expected) << "case lp " << t.lp << " l " << t.l << " mp " << t.mp << " m "
+                                   << t.m << " np " << t.np << " n " << t.n;
         if (got != 0) {
             EXPECT_EQ(std::memcmp(f.data(), p.f.data(), f.size() * sizeof(float)), 0);
         }
@@ -266,16 +266,16 @@ TEST(VxPois3d, ErrorCodesInOrder) {
     p.rightHandSide();
     const std::vector<float> f = p.f;
     int ierror = -1;
-    EXPECT_EQ(vxPois3d(&p.lp, &p.l, &p.c1, &p.mp, &p.m, &p.c2, &p.np, &p.n, p.a.data(),
-                       p.b.data(), p.c.data(), &p.ldimf, &p.mdimf, nullptr, &ierror, nullptr),
+    EXPECT_EQ(vxPois3d(&p.lp, &p.l, &p.c1, &p.mp, &p.m, &p.c2, &p.np, &p.n, p.a.data(), p.b.data(),
+                       p.c.data(), &p.ldimf, &p.mdimf, nullptr, &ierror, nullptr),
               1);
     EXPECT_EQ(ierror, 11);
     EXPECT_EQ(vxPois3d(&p.lp, &p.l, &p.c1, &p.mp, &p.m, &p.c2, &p.np, &p.n, nullptr, p.b.data(),
                        p.c.data(), &p.ldimf, &p.mdimf, p.f.data(), &ierror, nullptr),
               1);
     EXPECT_EQ(ierror, 11);
-    EXPECT_EQ(vxPois3d(&p.lp, &p.l, &p.c1, &p.mp, &p.m, &p.c2, &p.np, &p.n, p.a.data(),
-                       p.b.data(), p.c.data(), &p.ldimf, &p.mdimf, p.f.data(), nullptr, nullptr),
+    EXPECT_EQ(vxPois3d(&p.lp, &p.l, &p.c1, &p.mp, &p.m, &p.c2, &p.np, &p.n, p.a.data(), p.b.data(),
+                       p.c.data(), &p.ldimf, &p.mdimf, p.f.data(), nullptr, nullptr),
               1);
     EXPECT_EQ(f, p.f);
     // Sizes beyond the address space: 11, nothing read or written.
