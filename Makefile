@@ -44,13 +44,14 @@ format-check:
 
 bench: deps
 	cmake --preset default
-	cmake --build --preset default --target forkBench heapBench imageBench noiseBench colourBench maskBench
+	cmake --build --preset default --target forkBench heapBench imageBench noiseBench colourBench maskBench fourierBench
 	./build/default/bench/forkBench
 	./build/default/bench/heapBench
 	./build/default/bench/imageBench
 	./build/default/bench/noiseBench
 	./build/default/bench/colourBench
 	./build/default/bench/maskBench
+	./build/default/bench/fourierBench
 
 format:
 	clang-format -i $(SOURCES)

@@ -47,9 +47,11 @@
 //   mean of F, or adding a small diagonal term to B, is the caller's task.
 //
 // Workspace
-//   W is not used, neither read nor written, and may be null: the solver
-//   takes a workspace of its own for the call, 2 L M N + L M floats from the
-//   system allocator (L M N + L M with NPEROD = 0), freed before it returns.
+//   W is not used, neither read nor written, and may be null: the solver has
+//   a workspace of its own, 2 L M N + L M floats (L M N + L M with
+//   NPEROD = 0) from the system allocator. Outside a fork it is kept for the
+//   next call (grown when a larger problem comes; vxPois3dRelease frees it);
+//   inside a fork each call allocates its own and frees it before returning.
 //
 // Plans, forks and threads
 //   FFTW plans are made the first time a (L, M, N, LPEROD, MPEROD, NPEROD)
@@ -73,5 +75,10 @@ VX_API int vxPois3d(const int* lperod, const int* l, const float* c1, const int*
                     const int* m, const float* c2, const int* nperod, const int* n, const float* a,
                     const float* b, const float* c, const int* ldimf, const int* mdimf, float* f,
                     int* ierror, float* w);
+
+// Frees the kept plans and workspace (outside a fork only; inside one it does
+// nothing). Later solves make them again. For a plug-in being unloaded, or
+// after a one-off large solve.
+VX_API void vxPois3dRelease();
 
 #endif

@@ -234,6 +234,34 @@ void transformDirect(const PlanKey& key, float* x, bool inverse) {
         applyMatrix(kindMatrix(inverse ? FFTW_HC2R : FFTW_R2HC, key.n), key.n, x, lm, 1, 0, lm, 1);
 }
 
+// Thomas's algorithm along k, for all the modes of one k plane at once (the
+// arrays do not overlap, so the loops vectorise). cp receives C(k) over the
+// pivot, x the reduced right-hand side, scaled by `scale` on the way in.
+void thomasFirst(float* __restrict x, float* __restrict cp, const float* __restrict mu,
+                 std::size_t count, float bk, float ck, float scale) {
+    for (std::size_t p = 0; p < count; ++p) {
+        const float r = 1.0f / (bk + mu[p]);
+        cp[p] = ck * r;
+        x[p] = x[p] * scale * r;
+    }
+}
+
+void thomasForward(float* __restrict x, const float* __restrict xPrev, float* __restrict cp,
+                   const float* __restrict cpPrev, const float* __restrict mu, std::size_t count,
+                   float ak, float bk, float ck, float scale) {
+    for (std::size_t p = 0; p < count; ++p) {
+        const float r = 1.0f / (bk + mu[p] - ak * cpPrev[p]);
+        cp[p] = ck * r;
+        x[p] = (x[p] * scale - ak * xPrev[p]) * r;
+    }
+}
+
+void thomasBack(float* __restrict x, const float* __restrict xNext, const float* __restrict cp,
+                std::size_t count) {
+    for (std::size_t p = 0; p < count; ++p)
+        x[p] -= cp[p] * xNext[p];
+}
+
 // IERROR codes 1 to 10: the checks in order, the last failing one kept.
 int checkArguments(int lperod, int l, int mperod, int m, int nperod, int n, const float* a,
                    const float* b, const float* c, int ldimf, int mdimf) {
@@ -266,14 +294,34 @@ int checkArguments(int lperod, int l, int mperod, int m, int nperod, int n, cons
     return e;
 }
 
-struct FloatBuffer {
+// The workspace kept between calls made outside a fork, so that repeated
+// solves do not fault in fresh pages every time; inside a fork every call
+// takes its own.
+float* gWorkspace = nullptr;
+std::size_t gWorkspaceFloats = 0;
+
+struct Workspace {
     float* p = nullptr;
-    explicit FloatBuffer(std::size_t count) {
-        p = static_cast<float*>(fftwf_malloc(sizeof(float) * count));
+    bool owned = false;
+    Workspace(std::size_t count, bool keep) {
+        if (!keep) {
+            p = static_cast<float*>(fftwf_malloc(sizeof(float) * count));
+            owned = true;
+            return;
+        }
+        if (gWorkspaceFloats < count) {
+            fftwf_free(gWorkspace);
+            gWorkspace = static_cast<float*>(fftwf_malloc(sizeof(float) * count));
+            gWorkspaceFloats = gWorkspace != nullptr ? count : 0;
+        }
+        p = gWorkspace;
     }
-    ~FloatBuffer() { fftwf_free(p); }
-    FloatBuffer(const FloatBuffer&) = delete;
-    FloatBuffer& operator=(const FloatBuffer&) = delete;
+    ~Workspace() {
+        if (owned)
+            fftwf_free(p);
+    }
+    Workspace(const Workspace&) = delete;
+    Workspace& operator=(const Workspace&) = delete;
 };
 
 } // namespace
@@ -309,38 +357,42 @@ int vxPois3d(const int* lperod, const int* l, const float* c1, const int* mperod
 
     const bool periodicK = *nperod == 0;
     const PlanKey key{L, M, N, *lperod, *mperod, periodicK ? 1 : 0};
-    FloatBuffer x(total);
-    FloatBuffer pivots(periodicK ? 1 : total);
-    std::vector<float> mu;
-    if (x.p == nullptr || pivots.p == nullptr) {
+    // One block: the transformed grid (first, aligned as the plans expect),
+    // the Thomas pivots, and the i + j eigenvalue of every mode.
+    const bool forked = VxMpIsForked() != 0;
+    const std::size_t pivotFloats = periodicK ? 0 : total;
+    Workspace work(total + pivotFloats + lm, !forked);
+    if (work.p == nullptr) {
         *ierror = 11;
         return 1;
     }
-    try {
-        mu.resize(lm);
-    } catch (...) {
-        *ierror = 11;
-        return 1;
-    }
+    float* const pivots = work.p + total;
+    float* const mu = pivots + pivotFloats;
 
     // Plans are made (and may overwrite x) before the right-hand side is in.
     const PlanPair* plans = nullptr;
-    if (!VxMpIsForked())
-        plans = plansFor(key, x.p);
+    if (!forked)
+        plans = plansFor(key, work.p);
     else
         plans = findPlans(key);
 
+    // An unpadded F aligned as the plans' array is solved in place; otherwise
+    // the L x M x N block is copied into the workspace and back.
     const std::size_t ld = static_cast<std::size_t>(*ldimf);
     const std::size_t md = static_cast<std::size_t>(*mdimf);
-    for (int k = 0; k < N; ++k)
-        for (int j = 0; j < M; ++j)
-            std::memcpy(x.p + (static_cast<std::size_t>(k) * M + j) * L,
-                        f + (static_cast<std::size_t>(k) * md + j) * ld, sizeof(float) * L);
+    const bool inPlace = ld == static_cast<std::size_t>(L) && md == static_cast<std::size_t>(M) &&
+                         fftwf_alignment_of(f) == fftwf_alignment_of(work.p);
+    float* const xp = inPlace ? f : work.p;
+    if (!inPlace)
+        for (int k = 0; k < N; ++k)
+            for (int j = 0; j < M; ++j)
+                std::memcpy(xp + (static_cast<std::size_t>(k) * M + j) * L,
+                            f + (static_cast<std::size_t>(k) * md + j) * ld, sizeof(float) * L);
 
     if (plans != nullptr)
-        fftwf_execute_r2r(plans->forward, x.p, x.p);
+        fftwf_execute_r2r(plans->forward, xp, xp);
     else
-        transformDirect(key, x.p, false);
+        transformDirect(key, xp, false);
 
     // The i and j eigenvalues of every mode, and the transforms' scale.
     const double c1d = *c1, c2d = *c2;
@@ -364,7 +416,7 @@ int vxPois3d(const int* lperod, const int* l, const float* c1, const int* mperod
         for (int k = 0; k < N; ++k) {
             const int q = k <= N / 2 ? k : N - k;
             const float d = static_cast<float>(b[0] + 2.0 * c[0] * std::cos(2.0 * kPi * q / N));
-            float* plane = x.p + static_cast<std::size_t>(k) * lm;
+            float* plane = xp + static_cast<std::size_t>(k) * lm;
             for (std::size_t p = 0; p < lm; ++p)
                 plane[p] = plane[p] * inv / (d + mu[p]);
         }
@@ -372,43 +424,44 @@ int vxPois3d(const int* lperod, const int* l, const float* c1, const int* mperod
         // Thomas's algorithm along k for all modes of a plane at once:
         // pivots holds C(k) / denominator, x the reduced right-hand side.
         for (int k = 0; k < N; ++k) {
-            float* plane = x.p + static_cast<std::size_t>(k) * lm;
-            float* cp = pivots.p + static_cast<std::size_t>(k) * lm;
-            const float bk = b[k], ck = k + 1 < N ? c[k] : 0.0f;
-            if (k == 0) {
-                for (std::size_t p = 0; p < lm; ++p) {
-                    const float r = 1.0f / (bk + mu[p]);
-                    cp[p] = ck * r;
-                    plane[p] = plane[p] * inv * r;
-                }
-            } else {
-                const float ak = a[k];
-                const float* prev = plane - lm;
-                const float* cprev = cp - lm;
-                for (std::size_t p = 0; p < lm; ++p) {
-                    const float r = 1.0f / (bk + mu[p] - ak * cprev[p]);
-                    cp[p] = ck * r;
-                    plane[p] = (plane[p] * inv - ak * prev[p]) * r;
-                }
-            }
+            float* plane = xp + static_cast<std::size_t>(k) * lm;
+            float* cp = pivots + static_cast<std::size_t>(k) * lm;
+            const float ck = k + 1 < N ? c[k] : 0.0f;
+            if (k == 0)
+                thomasFirst(plane, cp, mu, lm, b[k], ck, inv);
+            else
+                thomasForward(plane, plane - lm, cp, cp - lm, mu, lm, a[k], b[k], ck, inv);
         }
         for (int k = N - 2; k >= 0; --k) {
-            float* plane = x.p + static_cast<std::size_t>(k) * lm;
-            const float* next = plane + lm;
-            const float* cp = pivots.p + static_cast<std::size_t>(k) * lm;
-            for (std::size_t p = 0; p < lm; ++p)
-                plane[p] -= cp[p] * next[p];
+            float* plane = xp + static_cast<std::size_t>(k) * lm;
+            thomasBack(plane, plane + lm, pivots + static_cast<std::size_t>(k) * lm, lm);
         }
     }
 
     if (plans != nullptr)
-        fftwf_execute_r2r(plans->inverse, x.p, x.p);
+        fftwf_execute_r2r(plans->inverse, xp, xp);
     else
-        transformDirect(key, x.p, true);
+        transformDirect(key, xp, true);
 
-    for (int k = 0; k < N; ++k)
-        for (int j = 0; j < M; ++j)
-            std::memcpy(f + (static_cast<std::size_t>(k) * md + j) * ld,
-                        x.p + (static_cast<std::size_t>(k) * M + j) * L, sizeof(float) * L);
+    if (!inPlace)
+        for (int k = 0; k < N; ++k)
+            for (int j = 0; j < M; ++j)
+                std::memcpy(f + (static_cast<std::size_t>(k) * md + j) * ld,
+                            xp + (static_cast<std::size_t>(k) * M + j) * L, sizeof(float) * L);
     return 1;
+}
+
+void vxPois3dRelease() {
+    if (VxMpIsForked())
+        return;
+    for (PlanPair& p : gPlans) {
+        if (p.forward != nullptr) {
+            fftwf_destroy_plan(p.forward);
+            fftwf_destroy_plan(p.inverse);
+        }
+        p = PlanPair{};
+    }
+    fftwf_free(gWorkspace);
+    gWorkspace = nullptr;
+    gWorkspaceFloats = 0;
 }
