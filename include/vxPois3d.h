@@ -55,8 +55,8 @@
 //
 // Plans, forks and threads
 //   FFTW plans are made the first time a (L, M, N, LPEROD, MPEROD, NPEROD)
-//   combination is solved outside a processor fork, then kept for the life of
-//   the process (the eight most recent combinations); making them takes
+//   combination is solved outside a processor fork, then kept (for a few
+//   recent combinations) until vxPois3dRelease; making them takes
 //   longer than a solve, later calls reuse them. FFTW's planner is not
 //   thread-safe, so no plan is ever made inside a fork: there workers run
 //   plans made earlier, each solving into its own workspace, and a combination

@@ -74,6 +74,10 @@ TEST(VxFakeTan, NormaliseGivesTurns) {
     EXPECT_EQ(f.faketan2(-1, 0), 0.75f);
     EXPECT_EQ(f.faketan2(1, 0), 0.25f);
     EXPECT_EQ(radians.faketan2(0, -1), kPiF); // the copy kept its radians
+    VxFakeTan assigned(3);
+    assigned = f;
+    EXPECT_EQ(assigned.size, f.size);
+    EXPECT_EQ(assigned.faketan2(-1, 0), 0.75f);
 
     VxFakeTan g(16);
     g.normalise(1.0f);

@@ -83,6 +83,17 @@ TEST(VxFourierConvolvePass, MismatchesAndAliasing) {
             const size_t i = static_cast<size_t>(y * 6 + x);
             EXPECT_EQ(pa[i], x <= 3 ? keep[i] * keep[i] : keep[i]);
         }
+
+    // Outside a fork the caller is worker 0: with two workers set, it does
+    // the first half of the rows only.
+    SpMpSetSize(2, 1, 2);
+    const Pixels squared = pa;
+    pass.convolvePass(a, a, frame);
+    SpMpSetSize(1, 1, 1);
+    for (int y = 0; y < 4; ++y) {
+        const size_t i = static_cast<size_t>(y * 6);
+        EXPECT_EQ(pa[i], y < 2 ? squared[i] * squared[i] : squared[i]) << "row " << y;
+    }
 }
 
 struct CountingCheck {
