@@ -6,9 +6,11 @@
 
 #include <fftw3.h>
 
+#include <algorithm>
 #include <cmath>
 #include <cstddef>
 #include <cstring>
+#include <memory>
 #include <vector>
 
 namespace {
@@ -207,8 +209,7 @@ std::vector<double> kindMatrix(fftwf_r2r_kind kind, int n) {
 // outer * outerStep + inner * innerStep and step by `stride`.
 void applyMatrix(const std::vector<double>& t, int n, float* x, std::ptrdiff_t stride,
                  std::ptrdiff_t outerCount, std::ptrdiff_t outerStep, std::ptrdiff_t innerCount,
-                 std::ptrdiff_t innerStep) {
-    std::vector<double> in(static_cast<std::size_t>(n));
+                 std::ptrdiff_t innerStep, std::vector<double>& in) {
     for (std::ptrdiff_t o = 0; o < outerCount; ++o)
         for (std::ptrdiff_t i = 0; i < innerCount; ++i) {
             float* line = x + o * outerStep + i * innerStep;
@@ -224,15 +225,33 @@ void applyMatrix(const std::vector<double>& t, int n, float* x, std::ptrdiff_t s
         }
 }
 
-// The same transforms as the plans, directly.
-void transformDirect(const PlanKey& key, float* x, bool inverse) {
-    const std::ptrdiff_t l = key.l, m = key.m, n = key.n, lm = l * m;
-    const AxisKind kl = axisKind(key.lperod), km = axisKind(key.mperod);
-    applyMatrix(kindMatrix(inverse ? kl.inverse : kl.forward, key.l), key.l, x, 1, m * n, l, 1, 0);
-    applyMatrix(kindMatrix(inverse ? km.inverse : km.forward, key.m), key.m, x, l, n, lm, l, 1);
-    if (key.periodicK)
-        applyMatrix(kindMatrix(inverse ? FFTW_HC2R : FFTW_R2HC, key.n), key.n, x, lm, 1, 0, lm, 1);
-}
+// The same transforms as the plans, as matrices. All memory is taken by
+// the constructor (which may throw), before the grid is touched.
+struct DirectTransforms {
+    PlanKey key;
+    std::vector<double> forwardL, inverseL, forwardM, inverseM, forwardK, inverseK, scratch;
+
+    explicit DirectTransforms(const PlanKey& k) : key(k) {
+        const AxisKind kl = axisKind(key.lperod), km = axisKind(key.mperod);
+        forwardL = kindMatrix(kl.forward, key.l);
+        inverseL = kindMatrix(kl.inverse, key.l);
+        forwardM = kindMatrix(km.forward, key.m);
+        inverseM = kindMatrix(km.inverse, key.m);
+        if (key.periodicK) {
+            forwardK = kindMatrix(FFTW_R2HC, key.n);
+            inverseK = kindMatrix(FFTW_HC2R, key.n);
+        }
+        scratch.resize(static_cast<std::size_t>(std::max(key.l, std::max(key.m, key.n))));
+    }
+
+    void apply(float* x, bool inverse) {
+        const std::ptrdiff_t l = key.l, m = key.m, n = key.n, lm = l * m;
+        applyMatrix(inverse ? inverseL : forwardL, key.l, x, 1, m * n, l, 1, 0, scratch);
+        applyMatrix(inverse ? inverseM : forwardM, key.m, x, l, n, lm, l, 1, scratch);
+        if (key.periodicK)
+            applyMatrix(inverse ? inverseK : forwardK, key.n, x, lm, 1, 0, lm, 1, scratch);
+    }
+};
 
 // Thomas's algorithm along k, for all the modes of one k plane at once (the
 // arrays do not overlap, so the loops vectorise). cp receives C(k) over the
@@ -361,13 +380,14 @@ int vxPois3d(const int* lperod, const int* l, const float* c1, const int* mperod
     // the Thomas pivots, and the i + j eigenvalue of every mode.
     const bool forked = VxMpIsForked() != 0;
     const std::size_t pivotFloats = periodicK ? 0 : total;
-    Workspace work(total + pivotFloats + lm, !forked);
+    Workspace work(total + pivotFloats + lm + static_cast<std::size_t>(L), !forked);
     if (work.p == nullptr) {
         *ierror = 11;
         return 1;
     }
     float* const pivots = work.p + total;
     float* const mu = pivots + pivotFloats;
+    float* const lamL = mu + lm;
 
     // Plans are made (and may overwrite x) before the right-hand side is in.
     const PlanPair* plans = nullptr;
@@ -375,6 +395,28 @@ int vxPois3d(const int* lperod, const int* l, const float* c1, const int* mperod
         plans = plansFor(key, work.p);
     else
         plans = findPlans(key);
+    std::unique_ptr<DirectTransforms> direct;
+    if (plans == nullptr) {
+        try {
+            direct.reset(new DirectTransforms(key));
+        } catch (...) {
+            *ierror = 11;
+            return 1;
+        }
+    }
+
+    // The i + j eigenvalue of every mode, and the transforms' scale.
+    for (int i = 0; i < L; ++i)
+        lamL[i] = static_cast<float>(axisEigen(*lperod, L, i, *c1));
+    for (int j = 0; j < M; ++j) {
+        const float lj = static_cast<float>(axisEigen(*mperod, M, j, *c2));
+        for (int i = 0; i < L; ++i)
+            mu[static_cast<std::size_t>(j) * L + i] = lamL[i] + lj;
+    }
+    double norm = axisNorm(*lperod, L) * axisNorm(*mperod, M);
+    if (periodicK)
+        norm *= N;
+    const float inv = static_cast<float>(1.0 / norm);
 
     // An unpadded F aligned as the plans' array is solved in place; otherwise
     // the L x M x N block is copied into the workspace and back.
@@ -392,23 +434,7 @@ int vxPois3d(const int* lperod, const int* l, const float* c1, const int* mperod
     if (plans != nullptr)
         fftwf_execute_r2r(plans->forward, xp, xp);
     else
-        transformDirect(key, xp, false);
-
-    // The i and j eigenvalues of every mode, and the transforms' scale.
-    const double c1d = *c1, c2d = *c2;
-    std::vector<double> lamL(static_cast<std::size_t>(L));
-    for (int i = 0; i < L; ++i)
-        lamL[static_cast<std::size_t>(i)] = axisEigen(*lperod, L, i, c1d);
-    for (int j = 0; j < M; ++j) {
-        const double lj = axisEigen(*mperod, M, j, c2d);
-        for (int i = 0; i < L; ++i)
-            mu[static_cast<std::size_t>(j) * L + i] =
-                static_cast<float>(lamL[static_cast<std::size_t>(i)] + lj);
-    }
-    double norm = axisNorm(*lperod, L) * axisNorm(*mperod, M);
-    if (periodicK)
-        norm *= N;
-    const float inv = static_cast<float>(1.0 / norm);
+        direct->apply(xp, false);
 
     if (periodicK) {
         // Constant coefficients: mode q along k has eigenvalue
@@ -441,7 +467,7 @@ int vxPois3d(const int* lperod, const int* l, const float* c1, const int* mperod
     if (plans != nullptr)
         fftwf_execute_r2r(plans->inverse, xp, xp);
     else
-        transformDirect(key, xp, true);
+        direct->apply(xp, true);
 
     if (!inPlace)
         for (int k = 0; k < N; ++k)
