@@ -42,13 +42,13 @@
 //   a tridiagonal system along k, which is solved directly (NPEROD = 1); with
 //   NPEROD = 0 the constant periodic system is diagonalised by a real DFT
 //   along k as well. Arithmetic is in float. A singular system (the pure
-//   periodic or Neumann Laplacian, whose constant mode has no solution)
-//   gives infinities or NaNs in F, as it would from POIS3D: removing the
-//   mean of F, or adding a small diagonal term to B, is the caller's task.
+//   periodic or Neumann Laplacian, whose constant mode has no solution) is
+//   not detected: it gives infinities or NaNs in F. Removing the mean of F,
+//   or adding a small diagonal term to B, is the caller's task.
 //
 // Workspace
 //   W is not used, neither read nor written, and may be null: the solver has
-//   a workspace of its own, 2 L M N + L M floats (L M N + L M with
+//   a workspace of its own, 2 L M N + L M + L floats (L M N + L M + L with
 //   NPEROD = 0) from the system allocator. Outside a fork it is kept for the
 //   next call (grown when a larger problem comes; vxPois3dRelease frees it);
 //   inside a fork each call allocates its own and frees it before returning.
@@ -61,7 +61,8 @@
 //   thread-safe, so no plan is ever made inside a fork: there workers run
 //   plans made earlier, each solving into its own workspace, and a combination
 //   without a plan is solved by direct (matrix) transforms, correct but
-//   O(L^2 + M^2) per grid point. So solve each combination once before the
+//   costing O(L + M) operations per grid point (O(L + M + N) with
+//   NPEROD = 0) where FFTW needs O(log). So solve each combination once before the
 //   fork (in preSample(), say) when workers are to solve it fast. Outside a
 //   fork, call it from one thread at a time.
 #ifndef VX_POIS3D_H
