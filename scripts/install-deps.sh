@@ -10,6 +10,7 @@ packages=(
   googletest libgtest-dev
   libbenchmark-dev
   libpng-dev libopenexr-dev
+  libfftw3-dev sfftw-dev
   libnoise-dev libstb-dev
   liblapack-dev libeigen3-dev
   locales

@@ -23,7 +23,7 @@ function(expect_needed program how)
 endfunction()
 
 function(expect_consumer_output text how)
-  if(NOT text MATCHES "^consumer ok: 4 workers, ids 0\\+1\\+2\\+3, det 2, rows 100\n$")
+  if(NOT text MATCHES "^consumer ok: 4 workers, ids 0\\+1\\+2\\+3, det 2, rows 100, fft dc 100\n$")
     message(FATAL_ERROR "consumer built through ${how} printed:\n${text}")
   endif()
 endfunction()
@@ -33,6 +33,7 @@ set(prefix ${WORK_DIR}/prefix)
 
 run(${CMAKE_COMMAND} --install ${BUILD_DIR} --prefix ${prefix})
 foreach(f veltrix/veltrix.h veltrix/vxVersion.h veltrix/vxStandaloneHost.h Veltrix/VeltrixConfig.cmake
+          Veltrix/FindFFTW2.cmake
           Veltrix/VeltrixTargets.cmake pkgconfig/veltrix.pc pkgconfig/veltrix-standalone-host.pc
           libveltrix.so libveltrix_standalone_host.so)
   file(GLOB_RECURSE installed LIST_DIRECTORIES false ${prefix}/*)

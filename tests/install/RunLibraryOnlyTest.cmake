@@ -1,10 +1,10 @@
 # cmake -DMODE=top-level|subproject -DSOURCE_DIR=... -DWORK_DIR=... -DGENERATOR=...
 #       -DCC=... -DCXX=... [-DLAUNCHER=...] -P RunLibraryOnlyTest.cmake
 #
-# Builds the library with nothing to find: every find_package, find_library
-# and find_path looks only in an empty directory, so a build that needed
-# GoogleTest, Google Benchmark, OpenMP, libnoise, OpenEXR or libpng would fail
-# to configure.
+# Builds the library with only its own dependencies to find: every package
+# that the tests, benchmarks and demonstrations use (GoogleTest, Google
+# Benchmark, OpenMP, OpenEXR, libpng, Eigen, LAPACK) is disabled, so a build
+# that still asked for one would fail to configure.
 #   top-level   the source tree with tests, benchmarks and demonstrations off
 #   subproject  a project that adds the source tree with add_subdirectory and
 #               the default options, and builds and runs a consumer
@@ -21,11 +21,10 @@ file(REMOVE_RECURSE ${WORK_DIR})
 file(MAKE_DIRECTORY ${WORK_DIR}/nothing)
 set(isolated
   -G ${GENERATOR} -DCMAKE_C_COMPILER=${CC} -DCMAKE_CXX_COMPILER=${CXX}
-  -DCMAKE_FIND_ROOT_PATH=${WORK_DIR}/nothing
-  -DCMAKE_FIND_ROOT_PATH_MODE_PACKAGE=ONLY
-  -DCMAKE_FIND_ROOT_PATH_MODE_LIBRARY=ONLY
-  -DCMAKE_FIND_ROOT_PATH_MODE_INCLUDE=ONLY
   -DVELTRIX_GTEST_SOURCE_DIR=${WORK_DIR}/nothing)
+foreach(package GTest benchmark OpenMP OpenEXR PNG Eigen3 LAPACK)
+  list(APPEND isolated -DCMAKE_DISABLE_FIND_PACKAGE_${package}=ON)
+endforeach()
 if(LAUNCHER)
   list(APPEND isolated -DCMAKE_C_COMPILER_LAUNCHER=${LAUNCHER}
                        -DCMAKE_CXX_COMPILER_LAUNCHER=${LAUNCHER})
