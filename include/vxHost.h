@@ -43,8 +43,8 @@ VX_API const VxMpForkState& VxMpGetForkState();
 // Stores size0, size1, nProcs and sizeProduct = size0 * size1 (32-bit, wrapping).
 // When sizeProduct divides evenly by nProcs, also stores evenShare and sets
 // evenShareValid; an inexact division leaves both as they were, so an earlier
-// evenShare survives (plug-ins rely on this). nProcs 0 is refused with a line
-// on stderr and changes nothing. Returns 0.
+// evenShare survives (plug-ins rely on this). nProcs 0 would divide by zero: it is
+// refused silently and changes nothing. Returns 0.
 //
 // To give each host processor its own worker number, set sizeProduct equal to
 // the host's processor count, e.g. SpMpSetSize(n, 1, n).
@@ -57,7 +57,7 @@ VX_API int SpMpGetNProcs();
 // The calling worker's number. Outside a fork it is 0. Inside, with h the host
 // processor number, it is h * nProcs / sizeProduct when that is exact and
 // otherwise that quotient, computed in single precision, rounded half up.
-// With sizeProduct 0 it reports the problem on stderr and returns 0.
+// With sizeProduct 0 (which would divide by zero) it returns 0, silently.
 VX_API int SpMpGetId();
 
 // Runs work(a1 .. anArgs) on every host processor and returns when all are

@@ -158,7 +158,6 @@ const VxMpForkState& VxMpGetForkState() {
 
 int SpMpSetSize(int size0, int size1, int nProcs) {
     if (nProcs == 0) {
-        std::fputs("SpMpSetSize - nProcs is 0, worker count left unchanged\n", stderr);
         return 0;
     }
     VxMpForkState& s = gForkState;
@@ -192,7 +191,6 @@ int SpMpGetId() {
     const unsigned long long p = static_cast<unsigned long long>(gForkState.nProcs);
     const unsigned long long t = static_cast<unsigned long long>(gForkState.sizeProduct);
     if (t == 0) {
-        std::fputs("SpMpGetId - size product is 0, worker id taken as 0\n", stderr);
         return 0;
     }
     if ((p * h) % t == 0) {
