@@ -11,6 +11,7 @@
 #include <algorithm>
 #include <cmath>
 #include <cstdio>
+#include <new>
 #include <vector>
 
 namespace {
@@ -197,8 +198,14 @@ bool renderPaste(Image& out, const Image& target, const Image& source, float rad
                  &m, f.data(), &ierror, w.data());
         // A one-off size: its plans and workspace are not worth keeping.
         vxPois3dRelease();
+        // With these arguments only the solver's own workspace can fail it
+        // (code 11); any other code would be a fault here, named as such.
+        if (ierror == 11) {
+            throw std::bad_alloc();
+        }
         if (ierror != 0) {
-            std::fprintf(stderr, "vxdemo: the Poisson solver failed (error %d)\n", ierror);
+            std::fprintf(stderr, "vxdemo: the Poisson solver refused its arguments (error %d)\n",
+                         ierror);
             return false;
         }
         solved = true;
