@@ -258,6 +258,15 @@ TEST(VxDemo, SingleEffectsWriteTheRequestedFile) {
     }
     const Outcome d = run({"digest", "n.png"}, s.dir);
     EXPECT_EQ(d.status, 0) << d.err;
+    // The blur's defaults are a radius of 8 and a softness of 0.3.
+    ASSERT_EQ(run({"convolve", "--size", "24", "--out", "a.exr"}, s.dir).status, 0);
+    ASSERT_EQ(
+        run({"convolve", "--size", "24", "--radius", "8", "--softness", "0.3", "--out", "b.exr"},
+            s.dir)
+            .status,
+        0);
+    const Outcome same = run({"digest", "a.exr", "b.exr"}, s.dir);
+    EXPECT_EQ(same.out.substr(6, 16), same.out.substr(same.out.size() - 17, 16)) << same.out;
 }
 
 TEST(VxDemo, BadCommandLinesAreRefusedWithAReason) {
