@@ -3,6 +3,7 @@
 #include "demoEffects.h"
 #include "demoGallery.h"
 #include "demoImage.h"
+#include "demoMaths.h"
 #include "demoOutput.h"
 #include "demoSignals.h"
 
@@ -35,6 +36,13 @@ const char* const kUsage =
     "  shake     frames of the test picture under noise-driven camera shake; --out is a\n"
     "            file name to which _NN is added before the extension\n"
     "            --frames N (8)  --seed N (1)  --amplitude F (0.03)  --rate F (1.5)\n"
+    "  convolve  the test picture blurred by a soft disc through FFTs; cyclic, so the\n"
+    "            picture wraps round at its edges\n"
+    "            --radius PIXELS (8)  --softness F (0.3, fraction of the radius)\n"
+    "  paste     a disc of graded noise pasted seamlessly into the test picture by a\n"
+    "            Poisson solve over a box round the disc (the picture is unchanged\n"
+    "            outside the box); the disc is centred, its radius a fraction of the width\n"
+    "            --radius F (0.25)\n"
     "  grade     colour a picture by a colour grade file (the gallery writes sample.grade);\n"
     "            the picture's single channel, or its luminance, from LO to HI is mapped\n"
     "            onto the grade. Without --in, the default noise is coloured; with --in,\n"
@@ -239,6 +247,41 @@ int runShake(const Options& o) {
     return 0;
 }
 
+int runConvolve(const Options& o) {
+    std::string error;
+    Common c;
+    ConvolveParams p;
+    if (!parseCommon(o, "convolve", c, error) ||
+        !o.number("radius", 0.5f, 16384, p.radius, error) ||
+        !o.number("softness", 0.001f, 100, p.softness, error)) {
+        return usageError(error);
+    }
+    startHost(o, c.workers);
+    Image picture, image;
+    if (!renderTestPicture(picture, c.width, c.height) ||
+        !renderConvolved(image, picture, p, "convolve")) {
+        return stopped();
+    }
+    return finishWith(c.out, image, 0, 1);
+}
+
+int runPaste(const Options& o) {
+    std::string error;
+    Common c;
+    float radius = 0.25f;
+    if (!parseCommon(o, "paste", c, error) || !o.number("radius", 0, 1, radius, error)) {
+        return usageError(error);
+    }
+    startHost(o, c.workers);
+    Image picture, source, image;
+    if (!renderTestPicture(picture, c.width, c.height) ||
+        !renderPasteSource(source, c.width, c.height) ||
+        !renderPaste(image, picture, source, radius, "paste")) {
+        return stopped();
+    }
+    return finishWith(c.out, image, 0, 1);
+}
+
 // The whole file, refused when it is a directory or longer than a grade file
 // can be (a device such as /dev/zero would otherwise be read for ever).
 bool readGradeText(const std::string& path, std::string& text, std::string& error) {
@@ -384,6 +427,8 @@ const std::vector<Command>& commands() {
          {"out", "size", "workers", "frames", "seed", "amplitude", "rate"},
          false,
          &runShake},
+        {"convolve", {"out", "size", "workers", "radius", "softness"}, false, &runConvolve},
+        {"paste", {"out", "size", "workers", "radius"}, false, &runPaste},
         {"grade", {"out", "size", "workers", "grade", "in", "lo", "hi"}, false, &runGrade},
         {"digest", {}, true, &runDigest},
         {"help", {}, false, &runHelp},

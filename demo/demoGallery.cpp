@@ -1,6 +1,7 @@
 #include "demoGallery.h"
 
 #include "demoEffects.h"
+#include "demoMaths.h"
 #include "demoOutput.h"
 #include "demoSignals.h"
 
@@ -16,12 +17,19 @@
 namespace {
 
 constexpr float kPi = 3.14159265358979323846f;
+// The pasted disc's radius, a fraction of the width.
+constexpr float kPasteRadius = 0.25f;
 
 struct Entry {
     std::string name;  // file name without extension
     std::string title; // caption on the index page
     std::string digest;
+    bool varies; // its last bits depend on how FFTW's plans were chosen
 };
+
+constexpr const char* kVariesNote =
+    "digest can vary in the last bits between runs and machines: FFTW chooses the Poisson "
+    "solver's algorithms by timing";
 
 class Gallery {
 public:
@@ -116,6 +124,21 @@ private:
             }
         }
 
+        // The maths: the picture blurred through the FFT, and the graded
+        // noise pasted into it through the Poisson solver.
+        ConvolveParams blur;
+        blur.radius = static_cast<float>(width_) / 24.0f;
+        Image blurred, pasted;
+        if (!renderConvolved(blurred, picture, blur, "convolve") ||
+            !add("convolve", "FFT convolution by a soft disc", blurred, 0, 1)) {
+            return stopped("convolve");
+        }
+        if (!renderPaste(pasted, picture, graded, kPasteRadius, "paste") ||
+            !add("paste", "Graded noise pasted seamlessly by a Poisson solve", pasted, 0, 1,
+                 true)) {
+            return stopped("paste");
+        }
+
         MaskParams circle;
         MaskParams box;
         box.box = true;
@@ -159,13 +182,13 @@ private:
     }
 
     bool add(const std::string& name, const std::string& title, const Image& image, float lo,
-             float hi) {
+             float hi, bool varies = false) {
         failureReported_ = !saveImage(dir_ + "/" + name + ".exr", image, lo, hi) ||
                            !saveImage(dir_ + "/" + name + ".png", image, lo, hi);
         if (failureReported_) {
             return false;
         }
-        entries_.push_back({name, title, digestText(imageDigest(image))});
+        entries_.push_back({name, title, digestText(imageDigest(image)), varies});
         return true;
     }
 
@@ -197,6 +220,12 @@ private:
         for (const Entry& e : entries_) {
             digests += e.name + ".exr " + e.digest + "\n";
         }
+        // Notes after the list, so that its lines stay "file digest" pairs.
+        for (const Entry& e : entries_) {
+            if (e.varies) {
+                digests += "# " + e.name + ".exr: " + kVariesNote + "\n";
+            }
+        }
         std::string html =
             "<!DOCTYPE html>\n<html><head><meta charset=\"utf-8\">"
             "<title>Veltrix gallery</title>\n<style>body{font-family:sans-serif;"
@@ -207,7 +236,9 @@ private:
         for (const Entry& e : entries_) {
             html += "<figure><a href=\"" + e.name + ".exr\"><img src=\"" + e.name +
                     ".png\" alt=\"" + e.title + "\"></a><figcaption>" + e.title + "<br><code>" +
-                    e.digest + "</code></figcaption></figure>\n";
+                    e.digest + "</code>" +
+                    (e.varies ? std::string("<br><small>") + kVariesNote + "</small>" : "") +
+                    "</figcaption></figure>\n";
         }
         html += "</body></html>\n";
         const bool listed = saveText(dir_ + "/digests.txt", digests);
