@@ -5,9 +5,9 @@
 // bytes, row-major. Row 0 is the TOP row of the character cell and column 0
 // its left column; the cell's lower-left corner is the glyph's origin, so a
 // glyph drawn at (x, y) in window pixels (y up) covers x .. x + 6 and
-// y .. y + 13. Letters stand on row 10 (rows 11 to 13 hold the descenders of
-// g, j, p, q, y and the underscore); capitals and digits are 8 rows high
-// (rows 3 to 10).
+// y .. y + 13. Capitals and digits are 9 rows high (rows 2 to 10) and stand
+// on row 10; lower-case letters are 6 rows high (rows 5 to 10), with
+// descenders down to row 13 (g, j, p, q, y) and the underscore on row 12.
 //
 // Nothing here needs OpenGL: the text helpers of vxTDraw.h draw through the
 // host's display lists, and a program outside the compositing host builds

@@ -12,6 +12,8 @@ packages=(
   libpng-dev libopenexr-dev
   libnoise-dev libstb-dev
   liblapack-dev libeigen3-dev
+  libgl-dev libglu1-mesa-dev libx11-dev
+  libosmesa6-dev xvfb
   locales
 )
 
