@@ -144,7 +144,12 @@ TEST_F(VxTDrawGL, DashedAlternateEveryFourPixelsAndRestoreStipple) {
         EXPECT_GT(red, 20) << "form " << f;
         EXPECT_GT(blue, 20) << "form " << f;
     }
+    // Without the caller's stipple enabled both passes are solid: b on top.
     glDisable(GL_LINE_STIPPLE);
+    gl.clear();
+    VxTDraw::dashedLine(10.5f, 100.5f, 74.5f, 100.5f, kR, kB);
+    for (int i = 0; i < 64; ++i)
+        EXPECT_EQ(gl.pixel(10 + i, 100), kBlue) << "pixel " << i;
 }
 
 TEST_F(VxTDrawGL, HollowLinesLeaveWidthOne) {
@@ -180,6 +185,8 @@ TEST_F(VxTDrawGL, RoundShapesOfNoRadiusDrawNothing) {
         VxTDraw::dashedArc(128, 128, r, 0, 90, kR, kG);
         VxTDraw::dashedPolygon(128, 128, r, 5, kR, kG);
     }
+    VxTDraw::polygon(128, 128, 40, 2); // fewer than three sides
+    VxTDraw::dashedPolygon(128, 128, 40, 0, kR, kG);
     EXPECT_EQ(gl.litCount(), 0);
 
     // The same calls with a radius do draw: a ring, a disc, and a filled
@@ -296,6 +303,10 @@ TEST_F(VxTDrawGL, ArrowHeadsPointAlongTheirDirection) {
     glLoadIdentity();
     EXPECT_EQ(gl.pixel(105, 100), kRed);
     EXPECT_EQ(gl.pixel(96, 100), kBlack);
+    gl.clear();
+    VxTDraw::solidArrow(tip, HvVec2(0, 0), size); // no direction: along +x
+    EXPECT_EQ(gl.pixel(95, 100), kRed);
+    EXPECT_EQ(gl.pixel(104, 100), kBlack);
 }
 
 TEST_F(VxTDrawGL, WaveAndLampSymbol) {
@@ -309,6 +320,13 @@ TEST_F(VxTDrawGL, WaveAndLampSymbol) {
     EXPECT_NE(gl.pixel(70, 158), kBlack);
     EXPECT_NE(gl.pixel(170, 98), kBlack);
     EXPECT_EQ(gl.pixel(70, 98), kBlack);
+    gl.clear();
+    glTranslatef(220.5f, 128.5f, 0);
+    VxTDraw::wave(30, -200); // to the left, and still up first
+    VxTDraw::wave(1, 1e9f);  // capped: one vertex per unit for 65536 units at most
+    glLoadIdentity();
+    EXPECT_NE(gl.pixel(170, 158), kBlack);
+    EXPECT_EQ(gl.pixel(170, 98), kBlack);
 
     gl.clear();
     glColor3f(0, 0, 1);
@@ -347,12 +365,18 @@ TEST_F(VxTDrawGL, ScissorHelperRestoresWhatItFound) {
     glEnable(GL_SCISSOR_TEST);
     glScissor(1, 2, 3, 4);
     VxTScissorHelper s;
+    s.tshCacheCurrentScissor(); // saves, but is not a scissor of ours
+    glScissor(5, 6, 7, 8);
+    s.tshUnScissor();
+    GLint box[4];
+    glGetIntegerv(GL_SCISSOR_BOX, box);
+    EXPECT_EQ(box[0], 5);
+    glScissor(1, 2, 3, 4);
     EXPECT_FALSE(s.tshWorldScissor(300, 300, 400, 400)); // off the window: no change
     EXPECT_FALSE(s.active);
     s.tshScreenScissor(0, 0, 9, 9);
     s.tshScreenScissor(5, 5, 9, 9); // a second one keeps the first saved state
     s.tshUnScissor();
-    GLint box[4];
     glGetIntegerv(GL_SCISSOR_BOX, box);
     EXPECT_EQ(std::vector<GLint>(box, box + 4), std::vector<GLint>({1, 2, 3, 4}));
     EXPECT_TRUE(glIsEnabled(GL_SCISSOR_TEST));
@@ -450,10 +474,16 @@ TEST_F(VxTDrawGL, QuadricSharing) {
 
 TEST_F(VxTDrawGL, HintDrawsShadowThenHintColourThroughTheHostFont) {
     VxGLFreeFont();
+    EXPECT_EQ(VxStandaloneHostBuildFont(nullptr, 7, 14, 7), 0);
+    EXPECT_EQ(VxStandaloneHostBuildFont(VxAsciiFontBitmaps(), 0, 14, 7), 0);
+    glPixelStorei(GL_UNPACK_ALIGNMENT, 8);
     ASSERT_EQ(VxStandaloneHostBuildFont(VxAsciiFontBitmaps(), kVxGlyphWidth, kVxGlyphHeight,
                                         kVxGlyphAdvance),
               95);
-    VxTDraw::drawHint("Ag", 50, 60); // no font base yet: nothing
+    EXPECT_EQ(geti(GL_UNPACK_ALIGNMENT), 8);
+    EXPECT_TRUE(glIsList(8 + ' '));
+    EXPECT_FALSE(glIsList(8 + '\n')); // no glyph, no list
+    VxTDraw::drawHint("Ag", 50, 60);  // no font base yet: nothing
     EXPECT_EQ(gl.litCount(), 0);
 
     ASSERT_TRUE(VxGLInitFont());

@@ -1,5 +1,6 @@
-// The screen size with no X display and with a virtual X server (Xvfb) of a
-// known size that the test starts and stops itself.
+// The drawing layer with no GL context current: calls are ignored, nothing
+// crashes. And the screen size with no X display and with a virtual X server
+// (Xvfb) of a known size that the test starts and stops itself.
 #include <vxTDraw.h>
 
 #include <gtest/gtest.h>
@@ -11,6 +12,27 @@
 
 #include <cstdlib>
 #include <string>
+
+TEST(VxTDrawNoContext, CallsAreHarmless) {
+    VxTDraw::solidBox(0, 0, 10, 10);
+    VxTDraw::dashedCircle(5, 5, 3, VxTDraw::_gShadeDark, VxTDraw::_gShadeLight);
+    VxTDraw::polygon(5, 5, 3, 6);
+    VxTDraw::lightObject(0, 0);
+    VxGLSetFontSize(12);
+    EXPECT_EQ(gVxGlFontSize, 12);
+    EXPECT_TRUE(VxGLInitFont());
+    VxTDraw::drawHint("hint", 1, 1);
+    VxGLFreeFont();
+    HvBox2 w(1, 2, 3, 4);
+    VxGLBoxFeedback(HvBox2(0, 1, 0, 1), w); // GL answers zeros: no viewport
+    VxTScissorHelper s;
+    s.tshScreenScissor(0, 0, 1, 1);
+    VxTBlendingHelper b;
+    b.tbhSetBlending(GL_ONE, GL_ONE);
+    VxTGLList l;
+    EXPECT_EQ(l.list(), 0u);
+    VxDCleanup();
+}
 
 TEST(VxGLGetScreenResolution, WithoutADisplay) {
     unsetenv("DISPLAY");
