@@ -302,7 +302,7 @@ public:
 // destructor calls tshUnScissor.
 class VX_API VxTScissorHelper {
 public:
-    VxTScissorHelper() : wasEnabled(0), active(0) {}
+    VxTScissorHelper() : box{0, 0, 0, 0}, wasEnabled(0), active(0) {}
     ~VxTScissorHelper();
     VxTScissorHelper(const VxTScissorHelper&) = delete;
     VxTScissorHelper& operator=(const VxTScissorHelper&) = delete;

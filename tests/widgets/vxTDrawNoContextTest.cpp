@@ -24,7 +24,8 @@ TEST(VxTDrawNoContext, CallsAreHarmless) {
     VxTDraw::drawHint("hint", 1, 1);
     VxGLFreeFont();
     HvBox2 w(1, 2, 3, 4);
-    VxGLBoxFeedback(HvBox2(0, 1, 0, 1), w); // GL answers zeros: no viewport
+    EXPECT_FALSE(VxGLBoxFeedback(HvBox2(0, 1, 0, 1), w)); // no matrices, no viewport
+    EXPECT_EQ(w, HvBox2(1, 2, 3, 4));
     VxTScissorHelper s;
     s.tshScreenScissor(0, 0, 1, 1);
     VxTBlendingHelper b;
