@@ -13,6 +13,20 @@
 #include <cstdlib>
 #include <string>
 
+TEST(VxTDrawNoContext, StateAtLoad) {
+    EXPECT_EQ(gVxIsOpenGL, 0);
+    EXPECT_EQ(gVxGlFontBase, 0);
+    EXPECT_EQ(VxTDraw::_gMatrixStackDepth, 0);
+    EXPECT_EQ(VxTDraw::_gStipple, 0x0F0F);
+    EXPECT_EQ(VxTDraw::_gShadeFrac, 0.6f);
+    EXPECT_EQ(VxTDraw::_gShadeDark, VxRGBf(0.1f, 0.1f, 0.1f));
+    EXPECT_EQ(VxTDraw::_gShadeLight, VxRGBf(0.8f, 0.8f, 0.8f));
+    EXPECT_EQ(VxTDraw::_gHintBoxColour, VxRGBf(1, 1, 0));
+    EXPECT_EQ(VxTDraw::_gBackCol, VxRGBf(0.6f, 0.6f, 0.6f));
+    EXPECT_EQ(kCropTColour, VxRGBf(1.0f, 0.5f, 0.2f));
+    EXPECT_EQ(kSphereRingColour, VxRGBf(0.45f, 0.45f, 0.45f));
+}
+
 TEST(VxTDrawNoContext, CallsAreHarmless) {
     VxTDraw::solidBox(0, 0, 10, 10);
     VxTDraw::dashedCircle(5, 5, 3, VxTDraw::_gShadeDark, VxTDraw::_gShadeLight);
