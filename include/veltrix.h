@@ -7,6 +7,7 @@
 
 #include "hvMaths.h"
 #include "hvNoise.h"
+#include "vxAsciiFont.h"
 #include "vxCamera.h"
 #include "vxColourGrade.h"
 #include "vxComplex.h"
@@ -31,6 +32,7 @@
 #include "vxShapeMask.h"
 #include "vxSpark.h"
 #include "vxString.h"
+#include "vxTDraw.h"
 #include "vxTexIndexer.h"
 #include "vxTexNotifier.h"
 #include "vxTexture.h"

@@ -37,6 +37,17 @@
 // VxStandaloneHostSetWorkers to another size, or VxStandaloneHostShutdown)
 // tries again.
 //
+// Text: the library's text (VxGLDrawStr in vxTDraw.h) calls the host's font
+// display lists, list 8 + c for character c. VxStandaloneHostBuildFont makes
+// those lists in the caller's GL context from glyph bitmaps the caller passes,
+// usually the library's own font:
+//
+//     VxStandaloneHostBuildFont(VxAsciiFontBitmaps(), kVxGlyphWidth,
+//                               kVxGlyphHeight, kVxGlyphAdvance);
+//
+// The bitmaps come in as plain bytes so that this library stays independent
+// of libveltrix; only this call needs OpenGL.
+//
 // This library does not depend on libveltrix and starts no threads of its own
 // accord; the configuration calls below must not be made inside a fork.
 #ifndef VX_STANDALONE_HOST_H
@@ -90,5 +101,22 @@ VX_HOST_API void VxStandaloneHostSetProgramName(const char* name);
 // The default handler ignores the codes. Called on the thread that set the cursor.
 VX_HOST_API void VxStandaloneHostSetCursorHandler(void (*handler)(int code, void* user),
                                                   void* user);
+
+// The host's font lists: list kVxHostFontBase + c draws character c.
+constexpr int kVxHostFontBase = 8;
+constexpr int kVxHostFontLists = 128;
+
+// Builds the host's font lists in the current GL context (call it with the
+// context current; lists live as long as the context's list namespace).
+// glyphs is a table of 128 pointers, entry c the bitmap of character c or
+// null for none: `height` rows of `width` bytes, top row first, one byte per
+// pixel (non-zero set). List 8 + c draws the bitmap with glBitmap, its
+// lower-left corner at the raster position, and moves the raster position
+// `advance` pixels to the right; characters without a bitmap get no list, so
+// drawing them does nothing.
+// Returns the number of lists built: 0 for a null table or a size outside
+// 1..64. The caller's pixel-unpack settings are kept.
+VX_HOST_API int VxStandaloneHostBuildFont(const unsigned char* const* glyphs, int width, int height,
+                                          int advance);
 
 #endif

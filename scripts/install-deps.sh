@@ -13,6 +13,8 @@ packages=(
   libfftw3-dev sfftw-dev
   libnoise-dev libstb-dev
   liblapack-dev libeigen3-dev
+  libgl-dev libglu1-mesa-dev libx11-dev
+  libosmesa6-dev xvfb
   locales
 )
 

@@ -1,5 +1,6 @@
 # cmake -DMODE=top-level|subproject -DSOURCE_DIR=... -DWORK_DIR=... -DGENERATOR=...
-#       -DCC=... -DCXX=... [-DLAUNCHER=...] -P RunLibraryOnlyTest.cmake
+#       -DCC=... -DCXX=... [-DLAUNCHER=...]
+#       -P RunLibraryOnlyTest.cmake
 #
 # Builds the library with only its own dependencies to find: every package
 # that the tests, benchmarks and demonstrations use (GoogleTest, Google
@@ -40,7 +41,7 @@ else()
       ${isolated} -DVELTRIX_SOURCE_DIR=${SOURCE_DIR})
   run(${CMAKE_COMMAND} --build ${WORK_DIR}/build)
   run(${WORK_DIR}/build/consumer)
-  if(NOT LAST_OUTPUT MATCHES "^consumer ok: 4 workers, ids 0\\+1\\+2\\+3, det 2, rows 100, fft dc 100\n$")
+  if(NOT LAST_OUTPUT MATCHES "^consumer ok: 4 workers, ids 0\\+1\\+2\\+3, det 2, rows 100, fft dc 100, glu no error\n$")
     message(FATAL_ERROR "consumer of the subproject printed:\n${LAST_OUTPUT}")
   endif()
 endif()

@@ -41,8 +41,11 @@ int main() {
     VxTexture<VxComplex<float>, VxComplex<float>> s(4, 1, spectrum);
     VxImgProc frame;
     VxFourierConvolvePass(1.0f).convolvePass(s, s, frame);
-    std::printf("consumer ok: %d workers, ids 0+1+2+3%s, det %g, rows %d, fft dc %g\n", workers,
-                rows.idSum.load() == 6 ? "" : " WRONG", static_cast<double>(m.Determinant()),
-                rows.rowsDone.load(), static_cast<double>(spectrum[0].re));
+    // The drawing layer's GL and GLU come with the library: no flags of our own.
+    const char* glu = reinterpret_cast<const char*>(gluErrorString(GL_NO_ERROR));
+    std::printf("consumer ok: %d workers, ids 0+1+2+3%s, det %g, rows %d, fft dc %g, glu %s\n",
+                workers, rows.idSum.load() == 6 ? "" : " WRONG",
+                static_cast<double>(m.Determinant()), rows.rowsDone.load(),
+                static_cast<double>(spectrum[0].re), glu ? glu : "null");
     return 0;
 }
