@@ -44,7 +44,7 @@ format-check:
 
 bench: deps
 	cmake --preset default
-	cmake --build --preset default --target forkBench heapBench imageBench noiseBench colourBench maskBench matrixBench
+	cmake --build --preset default --target forkBench heapBench imageBench noiseBench colourBench maskBench matrixBench widgetBench
 	./build/default/bench/forkBench
 	./build/default/bench/heapBench
 	./build/default/bench/imageBench
@@ -52,6 +52,7 @@ bench: deps
 	./build/default/bench/colourBench
 	./build/default/bench/maskBench
 	./build/default/bench/matrixBench
+	./build/default/bench/widgetBench
 
 format:
 	clang-format -i $(SOURCES)
