@@ -59,23 +59,6 @@
 #define VX_HOST_API __attribute__((visibility("default")))
 #else
 #define VX_HOST_API
-// The host's font lists: list kVxHostFontBase + c draws character c.
-constexpr int kVxHostFontBase = 8;
-constexpr int kVxHostFontLists = 128;
-
-// Builds the host's font lists in the current GL context (call it with the
-// context current; lists live as long as the context's list namespace).
-// glyphs is a table of 128 pointers, entry c the bitmap of character c or
-// null for none: `height` rows of `width` bytes, top row first, one byte per
-// pixel (non-zero set). List 8 + c draws the bitmap with glBitmap, its
-// lower-left corner at the raster position, and moves the raster position
-// `advance` pixels to the right; characters without a bitmap get no list, so
-// drawing them does nothing. Lists already at those numbers are replaced.
-// Returns the number of lists built: 0 for a null table or a size outside
-// 1..64. The caller's pixel-unpack settings are kept.
-VX_HOST_API int VxStandaloneHostBuildFont(const unsigned char* const* glyphs, int width, int height,
-                                          int advance);
-
 #endif
 
 extern "C" {
@@ -130,7 +113,7 @@ constexpr int kVxHostFontLists = 128;
 // pixel (non-zero set). List 8 + c draws the bitmap with glBitmap, its
 // lower-left corner at the raster position, and moves the raster position
 // `advance` pixels to the right; characters without a bitmap get no list, so
-// drawing them does nothing. Lists already at those numbers are replaced.
+// drawing them does nothing.
 // Returns the number of lists built: 0 for a null table or a size outside
 // 1..64. The caller's pixel-unpack settings are kept.
 VX_HOST_API int VxStandaloneHostBuildFont(const unsigned char* const* glyphs, int width, int height,

@@ -23,7 +23,7 @@ function(expect_needed program how)
 endfunction()
 
 function(expect_consumer_output text how)
-  if(NOT text MATCHES "^consumer ok: 4 workers, ids 0\\+1\\+2\\+3, det 2, rows 100\n$")
+  if(NOT text MATCHES "^consumer ok: 4 workers, ids 0\\+1\\+2\\+3, det 2, rows 100, glu no error\n$")
     message(FATAL_ERROR "consumer built through ${how} printed:\n${text}")
   endif()
 endfunction()
@@ -32,7 +32,7 @@ file(REMOVE_RECURSE ${WORK_DIR})
 set(prefix ${WORK_DIR}/prefix)
 
 run(${CMAKE_COMMAND} --install ${BUILD_DIR} --prefix ${prefix})
-foreach(f veltrix/veltrix.h veltrix/vxVersion.h veltrix/vxStandaloneHost.h Veltrix/VeltrixConfig.cmake
+foreach(f veltrix/veltrix.h veltrix/vxVersion.h veltrix/vxStandaloneHost.h veltrix/vxTDraw.h Veltrix/VeltrixConfig.cmake
           Veltrix/VeltrixTargets.cmake pkgconfig/veltrix.pc pkgconfig/veltrix-standalone-host.pc
           libveltrix.so libveltrix_standalone_host.so)
   file(GLOB_RECURSE installed LIST_DIRECTORIES false ${prefix}/*)

@@ -27,8 +27,10 @@ int main() {
     rows.process();
     HvMatrix33 m = hvIdMat33;
     m.Scale(2.0f, 1.0f);
-    std::printf("consumer ok: %d workers, ids 0+1+2+3%s, det %g, rows %d\n", VxMpGetNProcs(),
-                rows.idSum.load() == 6 ? "" : " WRONG", static_cast<double>(m.Determinant()),
-                rows.rowsDone.load());
+    // The drawing layer's GL and GLU come with the library: no flags of our own.
+    const char* glu = reinterpret_cast<const char*>(gluErrorString(GL_NO_ERROR));
+    std::printf("consumer ok: %d workers, ids 0+1+2+3%s, det %g, rows %d, glu %s\n",
+                VxMpGetNProcs(), rows.idSum.load() == 6 ? "" : " WRONG",
+                static_cast<double>(m.Determinant()), rows.rowsDone.load(), glu ? glu : "null");
     return 0;
 }
