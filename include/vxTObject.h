@@ -73,6 +73,7 @@
 #include "vxList.h"
 
 #include <cstdint>
+#include <vector>
 
 class VxTManager;
 class VxTContainer;
@@ -244,8 +245,9 @@ public:
 //
 // Children are drawn from the first added to the last (later ones on top)
 // and searched from the last to the first. Change the list only through the
-// operations of the group or manager: they keep the back links with which a
-// destroyed child takes itself out.
+// operations of the group or manager (never the list's own append, remove or
+// sort): they keep the back links with which a destroyed child takes itself
+// out, and the array the hit test walks.
 class VX_API VxTContainer {
 public:
     VxTContainer();
@@ -292,6 +294,11 @@ private:
     friend class VxTObject;
     // A listed child is being destroyed: forget it everywhere in here.
     void tcChildDestroyed(VxTObject* child);
+
+    // The children again, in the same order, in an array: the hit test
+    // walks this rather than the list, so the widgets' fields can be fetched
+    // side by side instead of one list node after another.
+    std::vector<VxTObject*> searchOrder_;
 };
 
 // Bits of VxTGroup::groupFlags; all three are set at construction.

@@ -7,6 +7,7 @@
 #include "vxTDraw.h"
 #include "vxTManager.h"
 
+#include <algorithm>
 #include <cfloat>
 #include <cstring>
 
@@ -19,6 +20,15 @@ namespace {
 constexpr int kMaxPathDepth = 4096;
 
 enum PathOp { kActivate, kPoise, kDrag };
+
+// The rejection of VxTObject::tFind: not findable and visible, or bounded
+// and out of reach.
+inline bool Misses(const VxTObject& w, HvVec2 pos, HvVec2 tol) {
+    return (w.state & (kVxTFindable | kVxTVisible)) != (kVxTFindable | kVxTVisible) ||
+           ((w.flags & kVxTBounded) &&
+            !(pos.x + tol.x >= w.origin.x && pos.y + tol.y >= w.origin.y &&
+              pos.x - tol.x <= w.origin.x + w.size.x && pos.y - tol.y <= w.origin.y + w.size.y));
+}
 
 } // namespace
 
@@ -141,9 +151,10 @@ bool VxTObject::tInBounds(HvVec2 pos, HvVec2 tol) const {
 }
 
 VxTObject* VxTObject::tFind(HvVec2 pos, HvVec2 tolerance) {
-    if ((state & (kVxTFindable | kVxTVisible)) != (kVxTFindable | kVxTVisible) ||
-        ((flags & kVxTBounded) && !tInBounds(pos, tolerance))) {
-        found = nullptr;
+    if (Misses(*this, pos, tolerance)) {
+        // Most widgets miss most searches: leave their memory clean.
+        if (found)
+            found = nullptr;
         return nullptr;
     }
     myTPushTransform();
@@ -275,6 +286,7 @@ bool VxTContainer::tcAppend(VxTObject* child) {
         return false;
     children.append(new VxListItem<VxTObject*>(child));
     child->holders_.findOrAppend(this);
+    searchOrder_.push_back(child);
     return true;
 }
 
@@ -282,13 +294,15 @@ bool VxTContainer::tcRemove(VxTObject* child) {
     if (!child || !children.removeAll(child))
         return false;
     child->holders_.removeAll(this);
+    searchOrder_.erase(std::remove(searchOrder_.begin(), searchOrder_.end(), child),
+                       searchOrder_.end());
     return true;
 }
 
 void VxTContainer::tcChildDestroyed(VxTObject* child) {
     const bool visible = child->isVisible();
-    children.removeAll(child);
-    child->holders_.removeAll(this);
+    tcRemove(child);
+    child->holders_.removeAll(this); // even were the list edited by hand
     if (found == child)
         found = nullptr;
     // Only a finished group or manager forgets more; while either is being
@@ -361,14 +375,26 @@ void VxTContainer::tcForceFound(VxTObject* child) {
 }
 
 VxTObject* VxTContainer::tcFind(HvVec2 pos, HvVec2 tolerance) {
-    // Plain links rather than the list cursor: a child's search may walk
-    // lists of its own, and nothing here changes the list.
-    for (VxListItem<VxTObject*>* item = children.tail; item; item = item->prev) {
-        VxTObject* hit = item->value->tFind(pos, tolerance);
+    // Most children miss. Their rejection (the first step of tFind) is done
+    // here in line, from a local copy of the array, so that a search over
+    // many widgets costs little more than a loop over their boxes.
+    std::size_t i = searchOrder_.size();
+    VxTObject* const* items = searchOrder_.data();
+    while (i-- > 0) {
+        VxTObject* child = items[i];
+        if (Misses(*child, pos, tolerance)) {
+            if (child->found)
+                child->found = nullptr;
+            continue;
+        }
+        VxTObject* hit = child->tFind(pos, tolerance);
         if (hit) {
-            found = hit == VxTFindObject::endSearch ? nullptr : item->value;
+            found = hit == VxTFindObject::endSearch ? nullptr : child;
             return hit;
         }
+        // A widget's own search may have taken children out of this one.
+        items = searchOrder_.data();
+        i = std::min(i, searchOrder_.size());
     }
     found = nullptr;
     return nullptr;
