@@ -9,10 +9,10 @@
 // value from a toggle or tab button, with the new state (kind 1) from a
 // multi-toggle.
 //
-// "Inside" while pressed means the pen within the widget's bounds widened by
-// its manager's tolerance (the same test that found it), or within the bare
-// bounds when the widget has no manager; an unbounded widget is always
-// inside.
+// "Inside" while pressed means the pen within the widget's bounds, edges
+// included and without the pick tolerance; an unbounded widget is always
+// inside. A press found within the tolerance but outside the bounds counts
+// as inside until the pen moves.
 //
 // Looks (tmDraw, in the host's GL context), in local coordinates 0..size:
 // - Toggle: the box filled in `colour` (kToggleColour) and shaded in when it

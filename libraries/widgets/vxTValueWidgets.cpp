@@ -3,7 +3,6 @@
 // drawing lives in vxTValueWidgetsDraw.cpp.
 #include "vxTDisplay.h"
 #include "vxTDraw.h"
-#include "vxTManager.h"
 #include "vxTSlider.h"
 #include "vxTToggle.h"
 
@@ -237,9 +236,7 @@ VxTObject* VxTToggle::myTFind(HvVec2, HvVec2) {
 }
 
 bool VxTToggle::ttPenInside(HvVec2 pos) const {
-    if (!isBounded())
-        return true;
-    return tInBounds(pos, manager ? manager->tolerance : HvVec2(0.0f, 0.0f));
+    return !isBounded() || tInBounds(pos, HvVec2(0.0f, 0.0f));
 }
 
 int VxTToggle::myTActivate(HvVec2 pos) {
@@ -382,9 +379,7 @@ VxTObject* VxTMultiToggle::myTFind(HvVec2, HvVec2) {
 }
 
 bool VxTMultiToggle::tmtPenInside(HvVec2 pos) const {
-    if (!isBounded())
-        return true;
-    return tInBounds(pos, manager ? manager->tolerance : HvVec2(0.0f, 0.0f));
+    return !isBounded() || tInBounds(pos, HvVec2(0.0f, 0.0f));
 }
 
 int VxTMultiToggle::myTActivate(HvVec2 pos) {

@@ -154,6 +154,30 @@ TEST(VxTManager, DefaultObjectSwallowingAndHintRedraws) {
     EXPECT_EQ(log, "draw:a draw:b ");
 }
 
+TEST(VxTManager, TheOperationsHandleMessageIsMadeOf) {
+    std::string log;
+    VxTManager m;
+    Probe w("w", log, 10, 10, 20, 10);
+    m.tmAddChild(&w);
+    m.tmUpdatePenPos(Pen(kVxTPenMoved, 15, 15));
+    m.tmUpdatePenPos(Pen(kVxTPenMoved, 15.0005f, 15.0005f));
+    EXPECT_EQ(m.tmDidPenMove(), 0);
+    m.tmDraw();
+    log.clear();
+    m.tmGainFocus();
+    EXPECT_TRUE(w.isPoised() && m.needsRedraw);
+    EXPECT_EQ(m.tmFindAndActivate(), 1);
+    EXPECT_TRUE(w.isActive() && !w.isPoised());
+    w.dragResult = 0;
+    m.tmDrag(); // replaces needsRedraw
+    EXPECT_FALSE(m.needsRedraw);
+    EXPECT_EQ(m.tmDeactivate(), 1);
+    m.tmLoseFocus();
+    EXPECT_EQ(log, "P:w p:w A:w drag:w D:w P:w p:w ");
+    m.tmLoseFocus(); // nothing poised or active: nothing called
+    EXPECT_EQ(log, "P:w p:w A:w drag:w D:w P:w p:w ");
+}
+
 TEST(VxTManager, DestroyedWidgetsAndManagersLeaveNothingDangling) {
     std::string log;
     auto* m = new VxTManager;

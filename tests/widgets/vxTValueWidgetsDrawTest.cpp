@@ -2,6 +2,8 @@
 // back pixel by pixel. One drawing unit is one pixel, y up.
 #include "vxGLTestContext.h"
 
+#include <vxStandaloneHost.h>
+
 #include "vxTDisplay.h"
 #include "vxTDraw.h"
 #include "vxTManager.h"
@@ -100,6 +102,76 @@ TEST(VxTValueWidgetsGL, SlidersTogglesTabsAndPlot) {
     glGetBooleanv(GL_BLEND, &blend);
     glGetBooleanv(GL_LINE_SMOOTH, &smooth);
     EXPECT_TRUE(blend == GL_FALSE && smooth == GL_FALSE); // put back as found
+}
+
+// Pixels of colour c (within 1 per channel) in [x0, x1) x [y0, y1).
+int Count(const VxGLTestContext& gl, int x0, int y0, int x1, int y1, const Pixel& c) {
+    int n = 0;
+    for (int y = y0; y < y1; ++y)
+        for (int x = x0; x < x1; ++x)
+            n += near(gl.pixel(x, y), c) ? 1 : 0;
+    return n;
+}
+
+TEST(VxTValueWidgetsGL, LabelsHintAndImageBox) {
+    VxGLTestContext gl;
+    ASSERT_TRUE(gl.ok()) << "OSMesa could not create a context";
+    ASSERT_GT(VxStandaloneHostBuildFont(VxAsciiFontBitmaps(), kVxGlyphWidth, kVxGlyphHeight,
+                                        kVxGlyphAdvance),
+              0);
+    ASSERT_TRUE(VxGLInitFont());
+    VxTManager m;
+    // Labels: inside a horizontal slider 4 from its left end, centred across;
+    // 4 above a vertical one. White, with a black shadow.
+    VxTSlider h("h", 1.0f, 1), v("v", 0.0f, 0);
+    h.tOrigin(HvVec2(10, 100));
+    h.tSize(HvVec2(100, 20));
+    v.tOrigin(HvVec2(150, 20));
+    v.tSize(HvVec2(10, 100));
+    for (VxTSlider* s : {&h, &v}) {
+        s->tsSetLabel("W");
+        s->labelFlags = 1;
+        m.tmAddChild(s);
+    }
+    h.tHint("W");
+    const Pixel white{255, 255, 255};
+    m.tmDraw();
+    EXPECT_GT(Count(gl, 14, 103, 21, 117, white), 10);
+    EXPECT_GT(Count(gl, 150, 124, 157, 138, white), 10);
+    // The hint of the widget under the pen, at the pen + (8, 8), in yellow.
+    gl.clear();
+    m.tmUIMessage(VxTPointerMessage(kVxTPenMoved, kVxTDeviceMouse, HvVec2(60, 110)));
+    m.tmDraw();
+    EXPECT_GT(Count(gl, 68, 118, 80, 134, rgb(VxTDraw::_gHintBoxColour)), 10);
+    // No label without its bit.
+    gl.clear();
+    h.labelFlags = 0;
+    m.tmDraw();
+    EXPECT_EQ(Count(gl, 14, 103, 21, 117, white), 0);
+    VxGLFreeFont();
+
+    // The image box: its texture over its bounds, centred on its origin.
+    gl.clear();
+    GLuint tex = 0;
+    glGenTextures(1, &tex);
+    glBindTexture(GL_TEXTURE_2D, tex);
+    const unsigned char green[4] = {0, 255, 0, 255};
+    glTexParameteri(GL_TEXTURE_2D, GL_TEXTURE_MIN_FILTER, GL_NEAREST);
+    glTexImage2D(GL_TEXTURE_2D, 0, GL_RGBA, 1, 1, 0, GL_RGBA, GL_UNSIGNED_BYTE, green);
+    VxTImageBox b("image");
+    b.width = 40;
+    b.height = 20;
+    b.resetBounds();
+    b.texture = tex;
+    glPushMatrix();
+    glTranslatef(200, 200, 0);
+    b.myTDraw();
+    glPopMatrix();
+    EXPECT_TRUE(near(gl.pixel(200, 200), {0, 255, 0}));
+    EXPECT_TRUE(near(gl.pixel(185, 205), {0, 255, 0}));
+    EXPECT_TRUE(near(gl.pixel(230, 200), {0, 0, 0}));
+    EXPECT_FALSE(glIsEnabled(GL_TEXTURE_2D));
+    glDeleteTextures(1, &tex);
 }
 
 } // namespace

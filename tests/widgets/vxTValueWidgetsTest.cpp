@@ -119,11 +119,11 @@ TEST(VxTToggle, SwitchOnReleaseInsideOnly) {
     Click(m, 5, 5);
     EXPECT_EQ(t.state, 1);
     EXPECT_EQ(in.ids(), "203 ");
-    // Dragged out (beyond the tolerance) and released: cancelled.
+    // Dragged out and released: cancelled.
     m.tmUIMessage(Pen(kVxTPenPressed, 5, 5));
     EXPECT_EQ(t.ttShownState(), 0);
-    EXPECT_EQ(t.tDrag(HvVec2(12, 5)), 0); // within the tolerance: still inside
-    EXPECT_EQ(t.tDrag(HvVec2(14, 5)), 1);
+    EXPECT_EQ(t.tDrag(HvVec2(10, 5)), 0); // on the edge: still inside
+    EXPECT_EQ(t.tDrag(HvVec2(11, 5)), 1); // outside, though within the tolerance
     EXPECT_EQ(t.tDrag(HvVec2(20, 5)), 0);
     EXPECT_EQ(t.ttShownState(), 1);
     m.tmUIMessage(Pen(kVxTPenReleased, 20, 5));
