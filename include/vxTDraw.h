@@ -14,7 +14,8 @@
 // modelview and projection the caller set up), as floats. Window coordinates
 // (scissor boxes, VxGLBoxFeedback) are GL's: pixels from the lower-left corner
 // of the viewport's window, y up. Angles of arcs are in degrees, counter-
-// clockwise from +x; the matrix stack and arrows use radians (hvMaths.h).
+// clockwise from +x; arrows take a direction vector; the matrix stack's
+// matrices follow hvMaths.h (row vectors, radians).
 //
 // Colours are VxRGBf (three floats, nominally 0..1). A primitive that takes
 // no colour draws in the current GL colour; one that takes colours sets them
@@ -302,7 +303,7 @@ public:
 // destructor calls tshUnScissor.
 class VX_API VxTScissorHelper {
 public:
-    VxTScissorHelper() : wasEnabled(0), active(0) {}
+    VxTScissorHelper() : box{0, 0, 0, 0}, wasEnabled(0), active(0) {}
     ~VxTScissorHelper();
     VxTScissorHelper(const VxTScissorHelper&) = delete;
     VxTScissorHelper& operator=(const VxTScissorHelper&) = delete;

@@ -144,8 +144,9 @@ void VxGLGetScreenResolution(int& w, int& h) {
 }
 
 bool VxGLBoxFeedback(HvBox2 world, HvBox2& window) {
-    GLdouble mv[16], pr[16];
-    GLint vp[4];
+    // Zeros stay when no context answers, and then nothing maps (w = 0).
+    GLdouble mv[16] = {}, pr[16] = {};
+    GLint vp[4] = {};
     glGetDoublev(GL_MODELVIEW_MATRIX, mv);
     glGetDoublev(GL_PROJECTION_MATRIX, pr);
     glGetIntegerv(GL_VIEWPORT, vp);

@@ -381,7 +381,7 @@ void VxTDraw::outlinedArrow(HvVec2 at, HvVec2 dir, HvVec2 size, const VxRGBf& a,
 // --- Waves ----------------------------------------------------------------------------
 
 void VxTDraw::wave(float amplitude, float length) {
-    if (!(length != 0.0f) || std::isnan(length))
+    if (!(std::fabs(length) > 0.0f)) // 0 or NaN
         return;
     const float s = length > 0.0f ? 1.0f : -1.0f;
     const float span = std::fabs(length) < kMaxWaveLength ? std::fabs(length) : kMaxWaveLength;

@@ -2,6 +2,7 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cstring>
 
 TEST(VxAsciiFont, GlyphLookupAndBounds) {
@@ -61,4 +62,39 @@ TEST(VxAsciiFont, EveryPrintableCharacterHasItsOwnGlyph) {
             EXPECT_NE(std::memcmp(table[c], table[d], kVxGlyphBytes), 0)
                 << "characters " << c << " and " << d << " look the same";
     }
+}
+
+TEST(VxAsciiFont, LettersShareTheirLines) {
+    // The rows a glyph uses, top and bottom.
+    auto rows = [](char c, int& top, int& bottom) {
+        VxGlyphI* g = nullptr;
+        ASSERT_TRUE(gVxAsciiFont.getGlyph(c, g));
+        top = 99;
+        bottom = -1;
+        for (int y = 0; y < 14; ++y)
+            for (int x = 0; x < 7; ++x)
+                if (g->value(x, y)) {
+                    top = std::min(top, y);
+                    bottom = std::max(bottom, y);
+                }
+    };
+    int top, bottom;
+    for (const char* s : {"ABCDEFGHIJKLMNOPQRSTUVWXYZ", "0123456789"})
+        for (; *s; ++s) {
+            rows(*s, top, bottom);
+            EXPECT_EQ(top, 2) << *s;
+            EXPECT_EQ(bottom, 10) << *s;
+        }
+    for (const char* s = "acemnorsuvwxz"; *s; ++s) {
+        rows(*s, top, bottom);
+        EXPECT_EQ(top, 5) << *s;
+        EXPECT_EQ(bottom, 10) << *s;
+    }
+    for (const char* s = "gjpqy"; *s; ++s) {
+        rows(*s, top, bottom);
+        EXPECT_EQ(bottom, 13) << *s;
+    }
+    rows('_', top, bottom);
+    EXPECT_EQ(top, 12);
+    EXPECT_EQ(bottom, 12);
 }

@@ -13,6 +13,20 @@
 #include <cstdlib>
 #include <string>
 
+TEST(VxTDrawNoContext, StateAtLoad) {
+    EXPECT_EQ(gVxIsOpenGL, 0);
+    EXPECT_EQ(gVxGlFontBase, 0);
+    EXPECT_EQ(VxTDraw::_gMatrixStackDepth, 0);
+    EXPECT_EQ(VxTDraw::_gStipple, 0x0F0F);
+    EXPECT_EQ(VxTDraw::_gShadeFrac, 0.6f);
+    EXPECT_EQ(VxTDraw::_gShadeDark, VxRGBf(0.1f, 0.1f, 0.1f));
+    EXPECT_EQ(VxTDraw::_gShadeLight, VxRGBf(0.8f, 0.8f, 0.8f));
+    EXPECT_EQ(VxTDraw::_gHintBoxColour, VxRGBf(1, 1, 0));
+    EXPECT_EQ(VxTDraw::_gBackCol, VxRGBf(0.6f, 0.6f, 0.6f));
+    EXPECT_EQ(kCropTColour, VxRGBf(1.0f, 0.5f, 0.2f));
+    EXPECT_EQ(kSphereRingColour, VxRGBf(0.45f, 0.45f, 0.45f));
+}
+
 TEST(VxTDrawNoContext, CallsAreHarmless) {
     VxTDraw::solidBox(0, 0, 10, 10);
     VxTDraw::dashedCircle(5, 5, 3, VxTDraw::_gShadeDark, VxTDraw::_gShadeLight);
@@ -24,7 +38,8 @@ TEST(VxTDrawNoContext, CallsAreHarmless) {
     VxTDraw::drawHint("hint", 1, 1);
     VxGLFreeFont();
     HvBox2 w(1, 2, 3, 4);
-    VxGLBoxFeedback(HvBox2(0, 1, 0, 1), w); // GL answers zeros: no viewport
+    EXPECT_FALSE(VxGLBoxFeedback(HvBox2(0, 1, 0, 1), w)); // no matrices, no viewport
+    EXPECT_EQ(w, HvBox2(1, 2, 3, 4));
     VxTScissorHelper s;
     s.tshScreenScissor(0, 0, 1, 1);
     VxTBlendingHelper b;
