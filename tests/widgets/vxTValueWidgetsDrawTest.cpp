@@ -174,4 +174,65 @@ TEST(VxTValueWidgetsGL, LabelsHintAndImageBox) {
     glDeleteTextures(1, &tex);
 }
 
+// A display list filling 0..20 x 0..20 in one colour.
+VxTGLList* Square(float r, float g, float b) {
+    auto* list = new VxTGLList;
+    glNewList(list->id, GL_COMPILE);
+    glColor3f(r, g, b);
+    glRectf(0, 0, 20, 20);
+    glEndList();
+    return list;
+}
+
+TEST(VxTValueWidgetsGL, HandlesDisplayListsAndHover) {
+    VxGLTestContext gl;
+    ASSERT_TRUE(gl.ok()) << "OSMesa could not create a context";
+    VxTManager m;
+    m.showHints = 0;
+    // Multi-slider handles in their colours; the pressed one in white.
+    VxTMultiSlider ms("ms", 3, 1);
+    ms.tOrigin(HvVec2(10, 10));
+    ms.tSize(HvVec2(100, 20));
+    ms.colours[1] = VxRGBf(0, 0, 1);
+    // A multi-toggle draws the display list of the state it shows.
+    VxTMultiToggle mt("mt");
+    mt.tOrigin(HvVec2(150, 10));
+    mt.tSize(HvVec2(20, 20));
+    for (VxTGLList* list : {Square(1, 0, 0), Square(0, 1, 0)}) {
+        mt.tmtAddState(list);
+        list->dropReference();
+    }
+    VxTToggle t("t", 0);
+    t.tOrigin(HvVec2(200, 10));
+    t.tSize(HvVec2(16, 16));
+    for (VxTObject* w :
+         {static_cast<VxTObject*>(&ms), static_cast<VxTObject*>(&mt), static_cast<VxTObject*>(&t)})
+        m.tmAddChild(w);
+    const Pixel poised = rgb(VxTDraw::_gPoisedCol);
+    m.tmDraw();
+    EXPECT_TRUE(near(gl.pixel(60, 20), {0, 0, 255}));
+    EXPECT_TRUE(near(gl.pixel(160, 20), {255, 0, 0}));
+    EXPECT_EQ(Count(gl, 196, 6, 220, 30, poised), 0);
+
+    auto pen = [&](int event, float x, float y) {
+        m.tmUIMessage(VxTPointerMessage(event, kVxTDeviceMouse, HvVec2(x, y)));
+        gl.clear();
+        m.tmDraw();
+    };
+    pen(kVxTPenPressed, 60, 20);
+    EXPECT_TRUE(near(gl.pixel(60, 20), rgb(VxTDraw::_gActiveCol)));
+    pen(kVxTPenReleased, 60, 20);
+    pen(kVxTPenPressed, 160, 20);
+    EXPECT_TRUE(near(gl.pixel(160, 20), {0, 255, 0})); // the state a release gives
+    pen(kVxTPenMoved, 240, 20);
+    EXPECT_TRUE(near(gl.pixel(160, 20), {255, 0, 0})); // dragged out: the old one
+    pen(kVxTPenMoved, 160, 20);
+    pen(kVxTPenReleased, 160, 20);
+    EXPECT_TRUE(near(gl.pixel(160, 20), {0, 255, 0}));
+    EXPECT_EQ(mt.state, 1);
+    // Hovering over the toggle outlines it.
+    pen(kVxTPenMoved, 208, 18);
+    EXPECT_GT(Count(gl, 196, 6, 220, 30, poised), 20);
+}
+
 } // namespace
