@@ -50,7 +50,7 @@ format-check:
 
 bench: deps
 	cmake --preset default
-	cmake --build --preset default --target forkBench heapBench imageBench noiseBench colourBench maskBench matrixBench fourierBench
+	cmake --build --preset default --target forkBench heapBench imageBench noiseBench colourBench maskBench matrixBench fourierBench widgetBench
 	./build/default/bench/forkBench
 	./build/default/bench/heapBench
 	./build/default/bench/imageBench
@@ -59,6 +59,7 @@ bench: deps
 	./build/default/bench/maskBench
 	./build/default/bench/matrixBench
 	./build/default/bench/fourierBench
+	./build/default/bench/widgetBench
 
 format:
 	clang-format -i $(SOURCES)
