@@ -201,6 +201,7 @@ struct Instance {
     HvVec2 at;            // the cell's corner plus the widget's inset
     bool display = false; // the pen passes through it: poised and pressed by hand
     bool hintByHand = false;
+    HvVec2 hintAt; // where a hint drawn by hand goes
 };
 
 void pen(VxTManager& m, int event, float x, float y) {
@@ -386,11 +387,10 @@ void drawWidgets(GLuint texture) {
             VxTObject& w = *one->widget;
             m.tmAddChild(&w);
             if (one->display) {
-                w.tForceFound(nullptr);
                 if (state == 1) {
                     w.myTPoise(path.hover);
                     one->hintByHand = true;
-                    m.penPos = path.hover;
+                    one->hintAt = path.hover + HvVec2(8, 8);
                 } else if (state == 2) {
                     w.myTActivate(path.press);
                 }
@@ -409,7 +409,7 @@ void drawWidgets(GLuint texture) {
         glTranslatef(one->at.x, one->at.y, 0);
         one->manager.tmDraw();
         if (one->hintByHand) {
-            one->widget->tDrawHint(one->manager.penPos + HvVec2(8, 8));
+            one->widget->tDrawHint(one->hintAt);
         }
         glPopMatrix();
     }
