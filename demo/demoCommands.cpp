@@ -6,6 +6,7 @@
 #include "demoMaths.h"
 #include "demoOutput.h"
 #include "demoSignals.h"
+#include "demoWidgetSheet.h"
 
 #include "vxHost.h"
 #include "vxStandaloneHost.h"
@@ -23,7 +24,8 @@ const char* const kUsage =
     "usage: vxdemo [COMMAND] [OPTIONS]\n"
     "\n"
     "commands:\n"
-    "  gallery   (the default) render every generator into a folder, with an index.html\n"
+    "  gallery   (the default) render every generator, and the widget sheet (always at\n"
+    "            its own size), into a folder, with an index.html\n"
     "            --out DIR (out)\n"
     "  noise     fractal noise, one channel in about -1..1\n"
     "            --octaves 1..8 (8)  --seed N (1)  --feature PIXELS (64)  --z F (0.5)\n"
@@ -49,6 +51,11 @@ const char* const kUsage =
     "            the picture keeps its size and --size is refused.\n"
     "            --grade FILE (the gallery's grade)  --in FILE.exr|FILE.png\n"
     "            --lo F (0)  --hi F (1)\n"
+    "  widgets   the widget sheet: every drawing primitive, and every value widget idle,\n"
+    "            poised (with its hint) and active, drawn by OpenGL in Mesa's off-screen\n"
+    "            renderer on one thread (--workers is accepted and has no effect). Its\n"
+    "            size is 1440x640 unless --size is given; at another size the drawing is\n"
+    "            scaled to fit and centred, the 7 x 14 pixel text is not\n"
     "  digest    print the pixel digest of OpenEXR or PNG files: vxdemo digest FILE...\n"
     "  help      this text (also --help or -h after any command)\n"
     "\n"
@@ -384,6 +391,25 @@ int runGrade(const Options& o) {
     return finishWith(c.out, image, 0, 1);
 }
 
+int runWidgets(const Options& o) {
+    std::string error;
+    Common c;
+    c.width = kWidgetSheetWidth;
+    c.height = kWidgetSheetHeight;
+    if (!parseCommon(o, "widgets", c, error)) {
+        return usageError(error);
+    }
+    Image image;
+    if (!renderWidgetSheet(image, c.width, c.height, error)) {
+        std::fprintf(stderr, "vxdemo: cannot draw the widget sheet: %s\n", error.c_str());
+        return 1;
+    }
+    if (interruptRequested()) {
+        return interruptedExit();
+    }
+    return finishWith(c.out, image, 0, 1);
+}
+
 int runDigest(const Options& o) {
     if (o.files().empty()) {
         return usageError("digest needs one or more .exr or .png files");
@@ -430,6 +456,7 @@ const std::vector<Command>& commands() {
         {"convolve", {"out", "size", "workers", "radius", "softness"}, false, &runConvolve},
         {"paste", {"out", "size", "workers", "radius"}, false, &runPaste},
         {"grade", {"out", "size", "workers", "grade", "in", "lo", "hi"}, false, &runGrade},
+        {"widgets", {"out", "size", "workers"}, false, &runWidgets},
         {"digest", {}, true, &runDigest},
         {"help", {}, false, &runHelp},
     };

@@ -4,6 +4,7 @@
 #include "demoMaths.h"
 #include "demoOutput.h"
 #include "demoSignals.h"
+#include "demoWidgetSheet.h"
 
 #include <cctype>
 #include <cerrno>
@@ -165,6 +166,25 @@ private:
                 !add(name, "Camera shake, frame " + std::to_string(frame * 3), image, 0, 1)) {
                 return stopped(name);
             }
+        }
+
+        // The widgets at the size they are laid out for, whatever the
+        // gallery's: their text does not scale.
+        Image sheet;
+        std::string error;
+        if (interruptRequested()) {
+            return stopped("widgets");
+        }
+        if (!renderWidgetSheet(sheet, kWidgetSheetWidth, kWidgetSheetHeight, error)) {
+            std::fprintf(stderr, "vxdemo: cannot draw the widget sheet: %s\n", error.c_str());
+            failureReported_ = true;
+            return stopped("widgets");
+        }
+        if (!add("widgets",
+                 "Widget sheet: the drawing primitives, and the value widgets idle, "
+                 "poised and active",
+                 sheet, 0, 1)) {
+            return stopped("widgets");
         }
         return interruptRequested() ? interruptedExit() : 0;
     }

@@ -54,7 +54,7 @@ const std::map<std::string, std::string> kGolden = {
     {"shake_02.exr", "48ab2cc3d85259e5"},        {"shake_03.exr", "7d65f3a31d108c13"},
     {"shake_04.exr", "f5f881ef6c4f1a7a"},        {"shake_05.exr", "67246a9ba79963a6"},
     {"shake_06.exr", "0974dc2568ceb859"},        {"shake_07.exr", "b4a55a8e3870f2a2"},
-    {"convolve.exr", "a459905ff48a6bcc"},
+    {"convolve.exr", "a459905ff48a6bcc"},        {"widgets.exr", "b2026167071214e4"},
 };
 // Listed too, but its digest may differ between runs in the last bits: the
 // Poisson solver's FFTW plans are chosen by timing. It is checked by what it
@@ -289,6 +289,8 @@ TEST(VxDemo, BadCommandLinesAreRefusedWithAReason) {
         {"gallery", "--colour", "red"},
         {"grade", "--in", "x.exr", "--size", "7"},
         {"digest"},
+        {"widgets", "--out", "sheet.tif"},
+        {"widgets", "--frames", "2"},
     };
     for (const auto& args : bad) {
         const Outcome r = run(args, s.dir);
@@ -480,6 +482,44 @@ TEST(VxDemo, BoxMaskIsWholePastTheLibrarysIntervalSegment) {
     }
 }
 
+// The widget sheet: the gallery's picture at its natural size, whatever the
+// number of workers; scaled to fit and centred at another size; its hints
+// drawn in their yellow.
+TEST(VxDemo, WidgetSheetIsTheGallerysAndScalesToFit) {
+    Scratch s;
+    ASSERT_EQ(run({"widgets", "--out", "sheet.png"}, s.dir).status, 0);
+    EXPECT_TRUE(exists(s.dir + "/sheet.png"));
+    // Mesa's default rasteriser, llvmpipe, draws some pixels differently: the
+    // program asks for softpipe whatever the environment says.
+    ::setenv("GALLIUM_DRIVER", "llvmpipe", 1);
+    const Outcome big = run({"widgets", "--workers", "2", "--out", "w.exr"}, s.dir);
+    ::unsetenv("GALLIUM_DRIVER");
+    ASSERT_EQ(big.status, 0) << big.err;
+    ASSERT_EQ(run({"widgets", "--size", "500x300", "--out", "small.exr"}, s.dir).status, 0);
+    const Outcome d = run({"digest", "w.exr"}, s.dir);
+    EXPECT_EQ(d.out, "w.exr " + kGolden.at("widgets.exr") + "\n");
+
+    const Rgb sheet = exrRgb(s.dir + "/w.exr");
+    ASSERT_EQ(sheet.width, 1440);
+    ASSERT_EQ(sheet.height, 640);
+    int yellow = 0;
+    for (int y = 0; y < sheet.height; ++y) {
+        for (int x = 0; x < sheet.width; ++x) {
+            yellow += sheet.at(0, x, y) == 1 && sheet.at(1, x, y) == 1 && sheet.at(2, x, y) == 0;
+        }
+    }
+    EXPECT_GT(yellow, 200); // the hint of every poised widget, and drawHint's
+    // 1440 x 640 into 500 x 300: 500 x 222, with bands of the background
+    // above and below.
+    const Rgb small = exrRgb(s.dir + "/small.exr");
+    ASSERT_EQ(small.width, 500);
+    ASSERT_EQ(small.height, 300);
+    for (int c = 0; c < 3; ++c) {
+        EXPECT_EQ(small.at(c, 0, 0), sheet.at(c, 0, 0));
+        EXPECT_EQ(small.at(c, 499, 299), sheet.at(c, 0, 0));
+    }
+}
+
 TEST(VxDemo, OptionsTakeEitherSpellingAndHelpAnywhere) {
     Scratch s;
     for (const std::vector<std::string>& args :
@@ -523,7 +563,7 @@ TEST(VxDemo, OutOfMemoryIsAMessageAndExitCodeOne) {
     Scratch s;
     Limits limits;
     limits.memory = 512u << 20;
-    for (const char* command : {"noise", "grade", "convolve", "paste"}) {
+    for (const char* command : {"noise", "grade", "convolve", "paste", "widgets"}) {
         const Outcome r = run({command, "--size", "16384"}, s.dir, limits);
         EXPECT_EQ(r.status, 1) << command << ": " << r.err;
         EXPECT_NE(r.err.find("vxdemo: out of memory"), std::string::npos) << r.err;
