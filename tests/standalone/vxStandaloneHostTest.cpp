@@ -297,7 +297,9 @@ TEST(StandaloneHost, SetWorkersWhileOtherThreadsFork) {
                 forks.fetch_add(1);
             }
         });
-    for (int i = 0; i < 300; ++i) {
+    // Changes go on until the forkers have made some forks among them: on a
+    // busy machine the threads may not even have started by the 300th change.
+    for (int i = 0; i < 300 || forks.load() < 20; ++i) {
         VxStandaloneHostSetWorkers(1 + i % 4);
         const int workers = VxStandaloneHostWorkers();
         if (workers < 1 || workers > 4)
