@@ -24,28 +24,53 @@ const std::vector<std::vector<ParamSpec>>& allParams() {
             {"seed", "noise seed", kParamSlider, 1, 100, true, {}},
         },
         {
-            {"map", "mosaic map: click for the next one", kParamMultiToggle, 0, 0, true,
+            {"map",
+             "mosaic map: click for the next one",
+             kParamMultiToggle,
+             0,
+             0,
+             true,
              {"squares", "bricks", "hexagons", "triangles", "diamonds"}},
             {"cell", "mosaic cell size, pixels", kParamSlider, 4, 128, true, {}},
             {"angle", "rotation of the tiling, degrees", kParamSlider, -180, 180, false, {}},
         },
         {
-            {"shape", "mask shape: circle or box", kParamMultiToggle, 0, 0, true,
+            {"shape",
+             "mask shape: circle or box",
+             kParamMultiToggle,
+             0,
+             0,
+             true,
              {"circle", "box"}},
-            {"extent", "half-size of the shape, share of the width", kParamSlider, 0.02f, 0.6f,
-             false, {}},
+            {"extent",
+             "half-size of the shape, share of the width",
+             kParamSlider,
+             0.02f,
+             0.6f,
+             false,
+             {}},
             {"softness", "width of the soft edge", kParamSlider, 0, 1, false, {}},
             {"rotation", "rotation of the shape, degrees", kParamSlider, -180, 180, false, {}},
         },
         {
             {"octaves", "number of noise octaves, 1 to 8", kParamSlider, 1, 8, true, {}},
             {"feature", "size of the coarsest noise cell, pixels", kParamSlider, 4, 256, false, {}},
-            {"contrast", "how much of the grade the noise spans", kParamSlider, 0.25f, 4, false,
+            {"contrast",
+             "how much of the grade the noise spans",
+             kParamSlider,
+             0.25f,
+             4,
+             false,
              {}},
         },
         {
             {"frame", "frame of the shake, at its frame rate", kParamSlider, 0, 240, true, {}},
-            {"amplitude", "shake translation, share of the width", kParamSlider, 0, 0.2f, false,
+            {"amplitude",
+             "shake translation, share of the width",
+             kParamSlider,
+             0,
+             0.2f,
+             false,
              {}},
             {"rate", "shake frequency", kParamSlider, 0.1f, 8, false, {}},
             {"play", "play the shake over time", kParamToggle, 0, 1, true, {}},
@@ -57,26 +82,41 @@ const std::vector<std::vector<ParamSpec>>& allParams() {
 // The float a parameter is stored in, or null for the ones held as ints.
 float* floatField(ViewParams& p, int effect, int index) {
     switch (effect * 16 + index) {
-    case kEffectNoise * 16 + 1: return &p.noise.feature;
-    case kEffectMask * 16 + 1: return &p.mask.sizeX;
-    case kEffectMask * 16 + 2: return &p.mask.softness;
-    case kEffectGrade * 16 + 1: return &p.gradeNoise.feature;
-    case kEffectGrade * 16 + 2: return &p.gradeContrast;
-    case kEffectShake * 16 + 1: return &p.shake.amplitude;
-    case kEffectShake * 16 + 2: return &p.shake.rate;
-    default: return nullptr;
+    case kEffectNoise * 16 + 1:
+        return &p.noise.feature;
+    case kEffectMask * 16 + 1:
+        return &p.mask.sizeX;
+    case kEffectMask * 16 + 2:
+        return &p.mask.softness;
+    case kEffectGrade * 16 + 1:
+        return &p.gradeNoise.feature;
+    case kEffectGrade * 16 + 2:
+        return &p.gradeContrast;
+    case kEffectShake * 16 + 1:
+        return &p.shake.amplitude;
+    case kEffectShake * 16 + 2:
+        return &p.shake.rate;
+    default:
+        return nullptr;
     }
 }
 
 int* intField(ViewParams& p, int effect, int index) {
     switch (effect * 16 + index) {
-    case kEffectNoise * 16 + 0: return &p.noise.octaves;
-    case kEffectNoise * 16 + 2: return &p.noise.seed;
-    case kEffectMosaic * 16 + 0: return &p.mosaic.map;
-    case kEffectMosaic * 16 + 1: return &p.mosaic.cell;
-    case kEffectGrade * 16 + 0: return &p.gradeNoise.octaves;
-    case kEffectShake * 16 + 0: return &p.shakeFrame;
-    default: return nullptr;
+    case kEffectNoise * 16 + 0:
+        return &p.noise.octaves;
+    case kEffectNoise * 16 + 2:
+        return &p.noise.seed;
+    case kEffectMosaic * 16 + 0:
+        return &p.mosaic.map;
+    case kEffectMosaic * 16 + 1:
+        return &p.mosaic.cell;
+    case kEffectGrade * 16 + 0:
+        return &p.gradeNoise.octaves;
+    case kEffectShake * 16 + 0:
+        return &p.shakeFrame;
+    default:
+        return nullptr;
     }
 }
 
@@ -90,11 +130,16 @@ float paramUnits(const ViewParams& p, int effect, int index) {
         return static_cast<float>(*i);
     }
     switch (effect * 16 + index) {
-    case kEffectMosaic * 16 + 2: return p.mosaic.angle * 180 / kPi;
-    case kEffectMask * 16 + 0: return p.mask.box ? 1.0f : 0.0f;
-    case kEffectMask * 16 + 3: return p.mask.rotation * 180 / kPi;
-    case kEffectShake * 16 + 3: return 0;
-    default: return 0;
+    case kEffectMosaic * 16 + 2:
+        return p.mosaic.angle * 180 / kPi;
+    case kEffectMask * 16 + 0:
+        return p.mask.box ? 1.0f : 0.0f;
+    case kEffectMask * 16 + 3:
+        return p.mask.rotation * 180 / kPi;
+    case kEffectShake * 16 + 3:
+        return 0;
+    default:
+        return 0;
     }
 }
 
@@ -156,10 +201,17 @@ bool applyWidgetValue(ViewParams& p, int effect, int index, float value) {
         return paramUnits(before, effect, index) != u;
     }
     switch (effect * 16 + index) {
-    case kEffectMosaic * 16 + 2: p.mosaic.angle = u * kPi / 180; break;
-    case kEffectMask * 16 + 0: p.mask.box = u != 0; break;
-    case kEffectMask * 16 + 3: p.mask.rotation = u * kPi / 180; break;
-    default: return false; // play is the window's business, not the render's
+    case kEffectMosaic * 16 + 2:
+        p.mosaic.angle = u * kPi / 180;
+        break;
+    case kEffectMask * 16 + 0:
+        p.mask.box = u != 0;
+        break;
+    case kEffectMask * 16 + 3:
+        p.mask.rotation = u * kPi / 180;
+        break;
+    default:
+        return false; // play is the window's business, not the render's
     }
     return paramUnits(before, effect, index) != paramUnits(p, effect, index);
 }
@@ -187,9 +239,12 @@ void displayRange(int effect, float& lo, float& hi) {
 bool renderView(Image& out, const Image& picture, const ViewParams& p) {
     const std::string label = effectName(p.effect);
     switch (p.effect) {
-    case kEffectNoise: return renderNoise(out, picture.width, picture.height, p.noise, label);
-    case kEffectMosaic: return renderMosaic(out, picture, p.mosaic, label);
-    case kEffectMask: return renderMask(out, picture.width, picture.height, p.mask, label);
+    case kEffectNoise:
+        return renderNoise(out, picture.width, picture.height, p.noise, label);
+    case kEffectMosaic:
+        return renderMosaic(out, picture, p.mosaic, label);
+    case kEffectMask:
+        return renderMask(out, picture.width, picture.height, p.mask, label);
     case kEffectGrade: {
         Image noise;
         if (!renderNoise(noise, picture.width, picture.height, p.gradeNoise, label)) {
@@ -199,8 +254,10 @@ bool renderView(Image& out, const Image& picture, const ViewParams& p) {
         const float span = 1.0f / p.gradeContrast;
         return renderGradeMap(out, noise, grade, -span, span, label);
     }
-    case kEffectShake: return renderShakeFrame(out, picture, p.shakeFrame, p.shake, label);
-    default: return false;
+    case kEffectShake:
+        return renderShakeFrame(out, picture, p.shakeFrame, p.shake, label);
+    default:
+        return false;
     }
 }
 
@@ -211,7 +268,8 @@ void toDisplayBytes(const Image& image, float lo, float hi, std::vector<unsigned
     for (int y = 0; y < image.height; ++y) {
         // GL textures start at the bottom row.
         const float* in = image.row(y);
-        unsigned char* o = rgba.data() + static_cast<size_t>(image.height - 1 - y) * image.width * 4;
+        unsigned char* o =
+            rgba.data() + static_cast<size_t>(image.height - 1 - y) * image.width * 4;
         for (int x = 0; x < image.width; ++x, in += c, o += 4) {
             for (int k = 0; k < 3; ++k) {
                 const float v = (in[c >= 3 ? k : 0] - lo) * scale + 0.5f;

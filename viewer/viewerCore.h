@@ -50,11 +50,11 @@ struct ViewParams {
 enum ParamKind : int { kParamSlider = 0, kParamToggle, kParamMultiToggle };
 
 struct ParamSpec {
-    const char* name; // the widget's name, unique within its effect
-    const char* hint; // shown under the pen
-    int kind;         // ParamKind
-    float lo, hi;     // slider range
-    bool integer;     // slider values are rounded
+    const char* name;                // the widget's name, unique within its effect
+    const char* hint;                // shown under the pen
+    int kind;                        // ParamKind
+    float lo, hi;                    // slider range
+    bool integer;                    // slider values are rounded
     std::vector<const char*> states; // multi-toggle state names
 };
 
@@ -102,8 +102,7 @@ public:
     // `pictureHeight` scales the progress estimate. `published`, when given,
     // is called on the render thread after each finished frame is ready for
     // takeFrame (to wake the interface thread).
-    RenderScheduler(RenderFn render, int pictureHeight,
-                    std::function<void()> published = nullptr);
+    RenderScheduler(RenderFn render, int pictureHeight, std::function<void()> published = nullptr);
     ~RenderScheduler();
     RenderScheduler(const RenderScheduler&) = delete;
     RenderScheduler& operator=(const RenderScheduler&) = delete;

@@ -14,6 +14,9 @@
 #include "vxTToggle.h"
 
 #include <GLFW/glfw3.h>
+// GLFW's X11 accessor (glfw3native.h), declared here because that header
+// also wants the XRandR headers. X11's Window is an XID, an unsigned long.
+extern "C" unsigned long glfwGetX11Window(GLFWwindow* window);
 
 #include <algorithm>
 #include <chrono>
@@ -225,8 +228,8 @@ void Viewer::onCursor(int code, void* user) {
 bool Viewer::openWindow() {
     glfwWindowHint(GLFW_CONTEXT_VERSION_MAJOR, 2);
     glfwWindowHint(GLFW_CONTEXT_VERSION_MINOR, 1);
-    window_ = glfwCreateWindow(options_.windowWidth, options_.windowHeight, "vxview", nullptr,
-                               nullptr);
+    window_ =
+        glfwCreateWindow(options_.windowWidth, options_.windowHeight, "vxview", nullptr, nullptr);
     if (window_ == nullptr) {
         return false;
     }
@@ -235,10 +238,10 @@ bool Viewer::openWindow() {
     glfwSwapInterval(0);
     cursors_[0] = glfwCreateStandardCursor(GLFW_HAND_CURSOR);
     cursors_[1] = glfwCreateStandardCursor(GLFW_CROSSHAIR_CURSOR);
-    VxStandaloneHostBuildFont(VxAsciiFontBitmaps(), kVxGlyphWidth, kVxGlyphHeight,
-                              kVxGlyphAdvance);
+    VxStandaloneHostBuildFont(VxAsciiFontBitmaps(), kVxGlyphWidth, kVxGlyphHeight, kVxGlyphAdvance);
     VxGLInitFont();
     VxStandaloneHostSetCursorHandler(&Viewer::onCursor, this);
+    log_.line("xwindow %lu", static_cast<unsigned long>(glfwGetX11Window(window_)));
 
     glfwSetCursorPosCallback(window_, [](GLFWwindow* w, double x, double y) {
         static_cast<Viewer*>(glfwGetWindowUserPointer(w))->pointer(kVxTPenMoved, x, y);
@@ -482,8 +485,8 @@ void Viewer::takeFrame() {
     glTexParameteri(GL_TEXTURE_2D, GL_TEXTURE_MIN_FILTER, GL_LINEAR);
     glTexParameteri(GL_TEXTURE_2D, GL_TEXTURE_MAG_FILTER, GL_LINEAR);
     glPixelStorei(GL_UNPACK_ALIGNMENT, 1);
-    glTexImage2D(GL_TEXTURE_2D, 0, GL_RGBA8, shown_.result.width, shown_.result.height, 0,
-                 GL_RGBA, GL_UNSIGNED_BYTE, shown_.rgba.data());
+    glTexImage2D(GL_TEXTURE_2D, 0, GL_RGBA8, shown_.result.width, shown_.result.height, 0, GL_RGBA,
+                 GL_UNSIGNED_BYTE, shown_.rgba.data());
     dirty_ = true;
 }
 
