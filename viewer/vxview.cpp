@@ -209,11 +209,17 @@ Viewer::~Viewer() {
     // The render thread goes first: it may still post events to the window.
     scheduler_.reset();
     VxStandaloneHostSetCursorHandler(nullptr, nullptr);
+    // Widgets before their handlers; the multi-toggles' display lists need
+    // the context still current.
     panels_.clear();
+    tabButtons_.clear();
+    handlers_.clear();
     if (window_ != nullptr) {
         glfwDestroyWindow(window_);
     }
-    glfwTerminate();
+    // No glfwTerminate: it unloads the GL driver, and the driver's few
+    // allocations kept to the end would then be reported by leak checkers
+    // without the name of the library they came from. The process ends here.
 }
 
 void Viewer::onCursor(int code, void* user) {
@@ -307,7 +313,7 @@ void Viewer::buildWidgets() {
         tab->tSize(HvVec2(64, 22));
         tab->tHint("choose the effect");
         handlers_.emplace_back(new WidgetHandler(this, e, -1));
-        tab->addHandler(handlers_.back().get());
+        handlers_.back()->acceptSender(tab);
         const std::vector<ParamSpec>& specs = effectParams(e);
         for (int i = 0; i < static_cast<int>(specs.size()); ++i) {
             const ParamSpec& s = specs[i];
@@ -342,7 +348,7 @@ void Viewer::buildWidgets() {
             }
             w->tHint(s.hint);
             handlers_.emplace_back(new WidgetHandler(this, e, i));
-            sender->addHandler(handlers_.back().get());
+            handlers_.back()->acceptSender(sender);
             panels_[e].emplace_back(w);
             ui_.tmAddChild(w);
         }
