@@ -16,6 +16,14 @@ constexpr int kRowsPerBand = 64;
 
 thread_local const RenderWatch* tWatch = nullptr;
 
+std::vector<const char*> mosaicStates() {
+    std::vector<const char*> names;
+    for (int i = 0; i < mosaicMapCount(); ++i) {
+        names.push_back(mosaicMapName(i));
+    }
+    return names;
+}
+
 const std::vector<std::vector<ParamSpec>>& allParams() {
     static const std::vector<std::vector<ParamSpec>> table = {
         {
@@ -24,13 +32,8 @@ const std::vector<std::vector<ParamSpec>>& allParams() {
             {"seed", "noise seed", kParamSlider, 1, 100, true, {}},
         },
         {
-            {"map",
-             "mosaic map: click for the next one",
-             kParamMultiToggle,
-             0,
-             0,
-             true,
-             {"squares", "bricks", "hexagons", "triangles", "diamonds"}},
+            {"map", "mosaic map: click for the next one", kParamMultiToggle, 0, 0, true,
+             mosaicStates()},
             {"cell", "mosaic cell size, pixels", kParamSlider, 4, 128, true, {}},
             {"angle", "rotation of the tiling, degrees", kParamSlider, -180, 180, false, {}},
         },
@@ -278,6 +281,21 @@ void toDisplayBytes(const Image& image, float lo, float hi, std::vector<unsigned
             o[3] = 255;
         }
     }
+}
+
+Image pictureAsRGB(const Image& picture) {
+    if (picture.channels >= 3) {
+        return picture;
+    }
+    // Grey, or grey and alpha: the grey into all three channels.
+    Image rgb(picture.width, picture.height, 3);
+    for (int y = 0; y < picture.height; ++y) {
+        for (int x = 0; x < picture.width; ++x) {
+            float* o = rgb.at(x, y);
+            o[0] = o[1] = o[2] = picture.at(x, y)[0];
+        }
+    }
+    return rgb;
 }
 
 void setRenderWatch(const RenderWatch* watch) {

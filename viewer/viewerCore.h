@@ -77,6 +77,10 @@ void displayRange(int effect, float& lo, float& hi);
 // render was abandoned.
 bool renderView(Image& out, const Image& picture, const ViewParams& p);
 
+// The picture with at least three channels, as the effects that take one
+// need: a grey picture (with or without alpha) becomes grey RGB.
+Image pictureAsRGB(const Image& picture);
+
 // 8-bit RGBA of `image` for the screen, values in lo..hi mapped to 0..255.
 void toDisplayBytes(const Image& image, float lo, float hi, std::vector<unsigned char>& rgba);
 

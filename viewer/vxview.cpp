@@ -247,6 +247,7 @@ bool Viewer::openWindow() {
     VxStandaloneHostBuildFont(VxAsciiFontBitmaps(), kVxGlyphWidth, kVxGlyphHeight, kVxGlyphAdvance);
     VxGLInitFont();
     VxStandaloneHostSetCursorHandler(&Viewer::onCursor, this);
+    log_.line("picture %d %d", picture_.width, picture_.height);
     log_.line("xwindow %lu", static_cast<unsigned long>(glfwGetX11Window(window_)));
 
     glfwSetCursorPosCallback(window_, [](GLFWwindow* w, double x, double y) {
@@ -682,10 +683,12 @@ bool loadPicture(const Options& o, Image& picture) {
         return false;
     }
     std::string error;
-    if (!readImage(o.picture, picture, error)) {
+    Image read;
+    if (!readImage(o.picture, read, error)) {
         std::fprintf(stderr, "vxview: cannot read %s: %s\n", o.picture.c_str(), error.c_str());
         return false;
     }
+    picture = pictureAsRGB(read);
     return true;
 }
 

@@ -56,6 +56,23 @@ TEST(ViewerRender, ANewerRequestAbandonsTheRenderFrame) {
     EXPECT_FALSE(interruptRequested());
 }
 
+TEST(ViewerRender, GreyPicturesFeedTheEffectsThatTakeOne) {
+    Image grey(40, 30, 2);
+    grey.at(5, 7)[0] = 0.25f;
+    const Image rgb = pictureAsRGB(grey);
+    ASSERT_EQ(rgb.channels, 3);
+    EXPECT_EQ(rgb.at(5, 7)[2], 0.25f);
+    ViewParams p;
+    p.effect = kEffectMosaic;
+    Image out;
+    EXPECT_TRUE(renderView(out, rgb, p));
+    EXPECT_EQ(out.width, 40);
+    p.effect = kEffectShake;
+    EXPECT_TRUE(renderView(out, rgb, p));
+    // The map toggle offers every mosaic map by its name.
+    EXPECT_EQ(effectParams(kEffectMosaic)[0].states.size(), static_cast<size_t>(mosaicMapCount()));
+}
+
 TEST(ViewerScheduler, TheLastRequestIsRenderedAndNoneQueues) {
     // Seed 1 renders until it is abandoned; any other seed finishes at once.
     std::atomic<int> running{0};

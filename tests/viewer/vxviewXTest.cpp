@@ -23,6 +23,7 @@
 #include <thread>
 #include <vector>
 
+#include <X11/Xlib.h>
 #include <fcntl.h>
 #include <poll.h>
 #include <sys/stat.h>
@@ -266,6 +267,10 @@ TEST_F(VxviewX, DragAClickATabSaveAndQuit) {
         "the mosaic");
     ASSERT_FALSE(mosaicShown.empty());
 
+    // A smaller window: the picture is fitted again.
+    ASSERT_EQ(xdo({"windowsize", win, "480", "400"}), 0);
+    ASSERT_FALSE(waitForPrefix("window 480 400").empty());
+
     // Save with the key, then quit with the key.
     ASSERT_EQ(xdo({"windowfocus", win}), 0);
     ASSERT_EQ(xdo({"key", "s"}), 0);
@@ -323,25 +328,64 @@ TEST_F(VxviewX, DragAClickATabSaveAndQuit) {
     EXPECT_EQ(preview.width, 240);
     EXPECT_EQ(preview.height, 135);
     ASSERT_TRUE(readImage(shot, window, error)) << error;
-    EXPECT_EQ(window.width, 640);
+    EXPECT_EQ(window.width, 480);
     EXPECT_EQ(window.height, 400);
-    // A 16:9 picture in a 640 x 400 window: it fills the width, 360 rows
-    // high, centred, with 20 rows of background above and below (right of
+    // A 16:9 picture in a 480 x 400 window: it fills the width, 270 rows
+    // high, centred, with 65 rows of background above and below (right of
     // the controls).
     auto grey = [&](int x, int yy) {
         const float* p = window.at(x, yy);
         return std::abs(p[0] - 0.2f) < 0.01f && std::abs(p[1] - 0.2f) < 0.01f;
     };
-    EXPECT_TRUE(grey(600, 5));
-    EXPECT_TRUE(grey(600, 394));
+    EXPECT_TRUE(grey(460, 30));
+    EXPECT_TRUE(grey(460, 370));
     float spread = 0;
     for (int yy = 0; yy < 400; ++yy) {
-        if (yy >= 22 && yy < 378) {
-            EXPECT_FALSE(grey(600, yy) && grey(560, yy) && grey(630, yy)) << yy;
+        if (yy >= 67 && yy < 333) {
+            EXPECT_FALSE(grey(400, yy) && grey(440, yy) && grey(470, yy)) << yy;
         }
-        spread = std::max(spread, std::abs(window.at(600, yy)[1] - window.at(600, 200)[1]));
+        spread = std::max(spread, std::abs(window.at(440, yy)[1] - window.at(440, 200)[1]));
     }
     EXPECT_GT(spread, 0.05f); // not a flat picture
+}
+
+// What a window manager sends when the user closes the window.
+bool sendDeleteWindow(const std::string& display, unsigned long window) {
+    Display* d = XOpenDisplay(display.c_str());
+    if (d == nullptr) {
+        return false;
+    }
+    XEvent e;
+    std::memset(&e, 0, sizeof e);
+    e.xclient.type = ClientMessage;
+    e.xclient.window = window;
+    e.xclient.message_type = XInternAtom(d, "WM_PROTOCOLS", False);
+    e.xclient.format = 32;
+    e.xclient.data.l[0] = static_cast<long>(XInternAtom(d, "WM_DELETE_WINDOW", False));
+    e.xclient.data.l[1] = CurrentTime;
+    const bool sent = XSendEvent(d, window, False, NoEventMask, &e) != 0;
+    XCloseDisplay(d);
+    return sent;
+}
+
+TEST_F(VxviewX, ClosingTheWindowQuits) {
+    if (!startX()) {
+        GTEST_SKIP() << "Xvfb could not be started";
+    }
+    // With a grey PNG picture given.
+    Image grey(64, 36, 1);
+    grey.pixels.assign(grey.pixels.size(), 0.5f);
+    std::string error;
+    ASSERT_TRUE(writeImage(dir_ + "/grey.png", grey, 0, 1, error)) << error;
+    ASSERT_TRUE(viewer_.start({VXVIEW_PATH, dir_ + "/grey.png", "--log", log_},
+                              {"DISPLAY=" + display_}, dir_ + "/viewer.txt"));
+    ASSERT_FALSE(waitForPrefix("ready", 60).empty());
+    EXPECT_FALSE(waitForPrefix("picture 64 36", 1).empty());
+    const std::string winLine = waitForPrefix("xwindow ");
+    ASSERT_FALSE(winLine.empty());
+    ASSERT_TRUE(sendDeleteWindow(display_, std::stoul(winLine.substr(8))));
+    EXPECT_EQ(viewer_.wait(30), 0);
+    EXPECT_FALSE(waitForPrefix("quit", 1).empty());
 }
 
 TEST(VxviewInput, BadPicturesAndNoDisplayExitWithOne) {
