@@ -78,6 +78,10 @@ const std::vector<std::vector<ParamSpec>>& allParams() {
             {"rate", "shake frequency", kParamSlider, 0.1f, 8, false, {}},
             {"play", "play the shake over time", kParamToggle, 0, 1, true, {}},
         },
+        {
+            {"radius", "radius of the soft disc, pixels", kParamSlider, 1, 64, false, {}},
+            {"softness", "soft edge, share of the radius", kParamSlider, 0, 1, false, {}},
+        },
     };
     return table;
 }
@@ -156,7 +160,8 @@ ViewParams::ViewParams() {
 }
 
 const char* effectName(int effect) {
-    static const char* const names[kEffectCount] = {"noise", "mosaic", "mask", "grade", "shake"};
+    static const char* const names[kEffectCount] = {"noise", "mosaic", "mask",
+                                                    "grade", "shake",  "blur"};
     return effect >= 0 && effect < kEffectCount ? names[effect] : "";
 }
 

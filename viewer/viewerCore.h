@@ -11,6 +11,7 @@
 
 #include "demoEffects.h"
 #include "demoImage.h"
+#include "demoMaths.h"
 
 #include <atomic>
 #include <chrono>
@@ -28,6 +29,7 @@ enum ViewEffect : int {
     kEffectMask,
     kEffectGrade,
     kEffectShake,
+    kEffectBlur,
     kEffectCount
 };
 
@@ -43,6 +45,7 @@ struct ViewParams {
     float gradeContrast = 1.0f; // the grade spans -1/contrast .. 1/contrast of the noise
     ShakeParams shake;
     int shakeFrame = 0;
+    ConvolveParams blur;
     ViewParams();
 };
 

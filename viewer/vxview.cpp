@@ -305,13 +305,13 @@ void Viewer::buildWidgets() {
     // children, so the first tab's place is given through the box's origin,
     // which tAddChild reads.
     tabs_.origin = HvVec2(10, 10 + 4 * 26 + 6);
-    tabs_.childOffset(HvVec2(68, 0));
+    tabs_.childOffset(HvVec2(62, 0));
     ui_.tmAddChild(&tabs_);
     panels_.resize(kEffectCount);
     for (int e = 0; e < kEffectCount; ++e) {
         tabButtons_.emplace_back(new VxTTabButton(effectName(e), e == params_.effect));
         VxTTabButton* tab = tabButtons_.back().get();
-        tab->tSize(HvVec2(64, 22));
+        tab->tSize(HvVec2(58, 22));
         tab->tHint("choose the effect");
         handlers_.emplace_back(new WidgetHandler(this, e, -1));
         handlers_.back()->acceptSender(tab);

@@ -69,6 +69,9 @@ TEST(ViewerRender, GreyPicturesFeedTheEffectsThatTakeOne) {
     EXPECT_EQ(out.width, 40);
     p.effect = kEffectShake;
     EXPECT_TRUE(renderView(out, rgb, p));
+    p.effect = kEffectBlur;
+    EXPECT_TRUE(renderView(out, rgb, p));
+    EXPECT_EQ(out.channels, 3);
     // The map toggle offers every mosaic map by its name.
     EXPECT_EQ(effectParams(kEffectMosaic)[0].states.size(), static_cast<size_t>(mosaicMapCount()));
 }
