@@ -103,6 +103,10 @@ float* floatField(ViewParams& p, int effect, int index) {
         return &p.shake.amplitude;
     case kEffectShake * 16 + 2:
         return &p.shake.rate;
+    case kEffectBlur * 16 + 0:
+        return &p.blur.radius;
+    case kEffectBlur * 16 + 1:
+        return &p.blur.softness;
     default:
         return nullptr;
     }
@@ -264,6 +268,8 @@ bool renderView(Image& out, const Image& picture, const ViewParams& p) {
     }
     case kEffectShake:
         return renderShakeFrame(out, picture, p.shakeFrame, p.shake, label);
+    case kEffectBlur:
+        return renderConvolved(out, picture, p.blur, label);
     default:
         return false;
     }

@@ -35,6 +35,11 @@ TEST(ViewerParams, SliderValuesMapToTheParameterRange) {
             const float v = widgetValue(p, e, i);
             ViewParams q = p;
             EXPECT_FALSE(applyWidgetValue(q, e, i, v)) << effectName(e) << " " << i;
+            // Every slider reaches its parameter: its top end reads back as 1.
+            if (effectParams(e)[i].kind == kParamSlider) {
+                applyWidgetValue(q, e, i, 1.0f);
+                EXPECT_FLOAT_EQ(widgetValue(q, e, i), 1.0f) << effectName(e) << " " << i;
+            }
         }
     }
 }
