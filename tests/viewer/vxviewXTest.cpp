@@ -243,6 +243,8 @@ TEST_F(VxviewX, DragAClickATabSaveAndQuit) {
     const int y = s.y + s.h / 2;
     ASSERT_EQ(xdo({"mousemove", "--window", win, std::to_string(s.x + 30), std::to_string(y)}), 0);
     ASSERT_FALSE(waitForPrefix("hint noise.octaves").empty());
+    // The widgets' cursor (host code -1) reached the window.
+    ASSERT_FALSE(waitForPrefix("cursor -1").empty());
     // Press, drag to the right in steps, release.
     ASSERT_EQ(xdo({"mousedown", "1"}), 0);
     ASSERT_FALSE(waitForPrefix("msg 201 noise.octaves").empty());
