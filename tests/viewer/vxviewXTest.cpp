@@ -374,7 +374,26 @@ TEST_F(VxviewX, ClosingTheWindowQuits) {
     if (!startX()) {
         GTEST_SKIP() << "Xvfb could not be started";
     }
-    // With a grey PNG picture given.
+    ASSERT_TRUE(
+        viewer_.start({VXVIEW_PATH, "--log", log_}, {"DISPLAY=" + display_}, dir_ + "/viewer.txt"));
+    ASSERT_FALSE(waitForPrefix("ready", 60).empty());
+    EXPECT_FALSE(waitForPrefix("picture 1920 1080", 1).empty()); // the default test picture
+    const std::string winLine = waitForPrefix("xwindow ");
+    ASSERT_FALSE(winLine.empty());
+    ASSERT_TRUE(sendDeleteWindow(display_, std::stoul(winLine.substr(8))));
+    EXPECT_EQ(viewer_.wait(30), 0);
+    // The summary at exit.
+    EXPECT_FALSE(waitForPrefix("renders started 1 completed 1 abandoned 0", 1).empty());
+    EXPECT_FALSE(waitForPrefix("latency median", 1).empty());
+    EXPECT_FALSE(waitForPrefix("events p95", 1).empty());
+    EXPECT_FALSE(waitForPrefix("quit", 1).empty());
+}
+
+TEST_F(VxviewX, APictureFileIsLoaded) {
+    if (!startX()) {
+        GTEST_SKIP() << "Xvfb could not be started";
+    }
+    // A grey PNG: it becomes grey RGB for the effects that take a picture.
     Image grey(64, 36, 1);
     grey.pixels.assign(grey.pixels.size(), 0.5f);
     std::string error;
@@ -385,9 +404,9 @@ TEST_F(VxviewX, ClosingTheWindowQuits) {
     EXPECT_FALSE(waitForPrefix("picture 64 36", 1).empty());
     const std::string winLine = waitForPrefix("xwindow ");
     ASSERT_FALSE(winLine.empty());
-    ASSERT_TRUE(sendDeleteWindow(display_, std::stoul(winLine.substr(8))));
+    ASSERT_EQ(xdo({"windowfocus", winLine.substr(8)}), 0);
+    ASSERT_EQ(xdo({"key", "q"}), 0);
     EXPECT_EQ(viewer_.wait(30), 0);
-    EXPECT_FALSE(waitForPrefix("quit", 1).empty());
 }
 
 TEST(VxviewInput, BadPicturesAndNoDisplayExitWithOne) {
