@@ -197,7 +197,7 @@ private:
     std::vector<double> eventMs_, latencyMs_;
     bool dragging_ = false;
     RenderScheduler::Counts dragStart_;
-    uint64_t settleGeneration_ = 0;
+    bool awaitingSettle_ = false; // released during a render: time the final frame
     Clock::time_point released_;
 };
 
@@ -424,8 +424,8 @@ void Viewer::onWidgetMessage(const VxMessage& m, int effect, int index) {
         }
         dragging_ = false;
         released_ = Clock::now();
-        settleGeneration_ = scheduler_->busy() ? 1 : 0;
-        if (settleGeneration_ == 0) {
+        awaitingSettle_ = scheduler_->busy();
+        if (!awaitingSettle_) {
             log_.line("settled 0.00 after release, already shown");
         }
         return;
@@ -630,14 +630,10 @@ int Viewer::run() {
         glfwWaitEventsTimeout(busy ? 0.05 : 0.5);
         takeFrame();
         if (busy || dirty_ || ui_.needsRedraw) {
-            const Clock::time_point t0 = Clock::now();
             draw();
             glfwSwapBuffers(window_);
             glFinish();
             dirty_ = false;
-            if (std::getenv("VXVIEW_DEBUG") != nullptr) {
-                log_.line("drawn busy %d in %.2f", busy, msSince(t0));
-            }
         }
         if (haveFrame_ && shown_.generation != 0) {
             const double latency = msSince(shown_.requested);
@@ -646,10 +642,10 @@ int Viewer::run() {
                       static_cast<unsigned long long>(shown_.generation),
                       effectName(shown_.params.effect), latency, shown_.renderMs,
                       log_.on() ? digestText(imageDigest(shown_.result)).c_str() : "-");
-            if (settleGeneration_ != 0 && !scheduler_->busy()) {
+            if (awaitingSettle_ && !scheduler_->busy()) {
                 log_.line("settled %.2f after release, render %.2f", msSince(released_),
                           shown_.renderMs);
-                settleGeneration_ = 0;
+                awaitingSettle_ = false;
             }
             if (!announced) {
                 log_.line("ready");
