@@ -410,7 +410,8 @@ TEST_F(VxviewX, APictureFileIsLoaded) {
 }
 
 TEST(VxviewInput, BadPicturesAndNoDisplayExitWithOne) {
-    const std::string out = "/tmp/vxviewInputTest.txt";
+    // One file per test process: runs of other builds may go on at once.
+    const std::string out = "/tmp/vxviewInputTest." + std::to_string(::getpid()) + ".txt";
     auto runViewer = [&](const std::vector<std::string>& args, const std::string& display) {
         Child c;
         std::vector<std::string> argv = {VXVIEW_PATH};
