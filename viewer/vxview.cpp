@@ -165,6 +165,7 @@ private:
     void showEffect(int effect);
     void pointer(int event, double x, double y);
     void requestRender();
+    void advanceShake();
     void takeFrame();
     void draw();
     void drawProgress(int w, int h);
@@ -441,6 +442,10 @@ void Viewer::onWidgetMessage(const VxMessage& m, int effect, int index) {
     }
     if (effect == kEffectShake && index == 3) {
         playing_ = value != 0;
+        if (playing_) {
+            // Each frame shown asks for the next; this starts the chain.
+            advanceShake();
+        }
         return;
     }
     if (applyWidgetValue(params_, effect, index, value)) {
@@ -450,6 +455,17 @@ void Viewer::onWidgetMessage(const VxMessage& m, int effect, int index) {
         }
         requestRender();
     }
+}
+
+void Viewer::advanceShake() {
+    applyWidgetValue(params_, kEffectShake, 0,
+                     static_cast<float>((params_.shakeFrame + 1) % 241) / 240.0f);
+    // The frame slider follows, without a message of its own.
+    VxTSlider* frame = static_cast<VxTSlider*>(panels_[kEffectShake][0].get());
+    frame->tsValue(widgetValue(params_, kEffectShake, 0), 0);
+    frame->tsSetLabel(paramLabel(params_, kEffectShake, 0).c_str());
+    ui_.needsRedraw = 1;
+    requestRender();
 }
 
 void Viewer::requestRender() {
@@ -653,8 +669,7 @@ int Viewer::run() {
             }
             shown_.generation = 0; // logged once
             if (playing_ && params_.effect == kEffectShake) {
-                params_.shakeFrame = (params_.shakeFrame + 1) % 241;
-                requestRender();
+                advanceShake();
             }
         }
     }

@@ -18,6 +18,7 @@
 #include <fstream>
 #include <functional>
 #include <map>
+#include <set>
 #include <sstream>
 #include <string>
 #include <thread>
@@ -387,6 +388,46 @@ TEST_F(VxviewX, ClosingTheWindowQuits) {
     EXPECT_FALSE(waitForPrefix("latency median", 1).empty());
     EXPECT_FALSE(waitForPrefix("events p95", 1).empty());
     EXPECT_FALSE(waitForPrefix("quit", 1).empty());
+}
+
+TEST_F(VxviewX, ThePlayToggleAnimatesTheShake) {
+    if (!startX()) {
+        GTEST_SKIP() << "Xvfb could not be started";
+    }
+    ASSERT_TRUE(viewer_.start({VXVIEW_PATH, "--size", "160x90", "--log", log_},
+                              {"DISPLAY=" + display_}, dir_ + "/viewer.txt"));
+    ASSERT_FALSE(waitForPrefix("ready", 60).empty());
+    const std::string winLine = waitForPrefix("xwindow ");
+    ASSERT_FALSE(winLine.empty());
+    const std::string win = winLine.substr(8);
+    std::map<std::string, Rect> widgets;
+    for (const std::string& l : readLines(log_)) {
+        Rect r;
+        char name[64];
+        if (std::sscanf(l.c_str(), "widget %63s %d %d %d %d", name, &r.x, &r.y, &r.w, &r.h) == 5) {
+            widgets[name] = r;
+        }
+    }
+    for (const char* name : {"shake", "shake.play"}) {
+        const Rect r = widgets[name];
+        ASSERT_GT(r.w, 0) << name;
+        ASSERT_EQ(xdo({"mousemove", "--window", win, std::to_string(r.x + r.w / 2),
+                       std::to_string(r.y + r.h / 2)}),
+                  0);
+        ASSERT_EQ(xdo({"click", "1"}), 0);
+        ASSERT_FALSE(waitForPrefix(std::string("msg 203 ") + name).empty());
+    }
+    // Frames follow one another with no more input, each a new picture.
+    std::set<std::string> digests;
+    waitFor(
+        [&](const std::string& l) {
+            if (startsWith(l, "shown ") && l.find(" shake ") != std::string::npos) {
+                digests.insert(l.substr(l.rfind(' ') + 1));
+            }
+            return digests.size() >= 4;
+        },
+        "four shake frames");
+    EXPECT_GE(digests.size(), 4u);
 }
 
 TEST_F(VxviewX, APictureFileIsLoaded) {
