@@ -24,8 +24,8 @@ std::vector<const char*> mosaicStates() {
     return names;
 }
 
-const std::vector<std::vector<ParamSpec>>& allParams() {
-    static const std::vector<std::vector<ParamSpec>> table = {
+const std::vector<std::vector<ParamInfo>>& allParams() {
+    static const std::vector<std::vector<ParamInfo>> table = {
         {
             {"octaves", "number of noise octaves, 1 to 8", kParamSlider, 1, 8, true, {}},
             {"feature", "size of the coarsest noise cell, pixels", kParamSlider, 4, 256, false, {}},
@@ -169,17 +169,17 @@ const char* effectName(int effect) {
     return effect >= 0 && effect < kEffectCount ? names[effect] : "";
 }
 
-const std::vector<ParamSpec>& effectParams(int effect) {
-    static const std::vector<ParamSpec> none;
+const std::vector<ParamInfo>& effectParams(int effect) {
+    static const std::vector<ParamInfo> none;
     return effect >= 0 && effect < kEffectCount ? allParams()[effect] : none;
 }
 
 float widgetValue(const ViewParams& p, int effect, int index) {
-    const std::vector<ParamSpec>& specs = effectParams(effect);
-    if (index < 0 || index >= static_cast<int>(specs.size())) {
+    const std::vector<ParamInfo>& infos = effectParams(effect);
+    if (index < 0 || index >= static_cast<int>(infos.size())) {
         return 0;
     }
-    const ParamSpec& s = specs[index];
+    const ParamInfo& s = infos[index];
     const float u = paramUnits(p, effect, index);
     if (s.kind != kParamSlider) {
         return u;
@@ -188,11 +188,11 @@ float widgetValue(const ViewParams& p, int effect, int index) {
 }
 
 bool applyWidgetValue(ViewParams& p, int effect, int index, float value) {
-    const std::vector<ParamSpec>& specs = effectParams(effect);
-    if (index < 0 || index >= static_cast<int>(specs.size()) || !std::isfinite(value)) {
+    const std::vector<ParamInfo>& infos = effectParams(effect);
+    if (index < 0 || index >= static_cast<int>(infos.size()) || !std::isfinite(value)) {
         return false;
     }
-    const ParamSpec& s = specs[index];
+    const ParamInfo& s = infos[index];
     float u = value;
     if (s.kind == kParamSlider) {
         u = s.lo + std::clamp(value, 0.0f, 1.0f) * (s.hi - s.lo);
@@ -229,16 +229,16 @@ bool applyWidgetValue(ViewParams& p, int effect, int index, float value) {
 }
 
 std::string paramLabel(const ViewParams& p, int effect, int index) {
-    const std::vector<ParamSpec>& specs = effectParams(effect);
-    if (index < 0 || index >= static_cast<int>(specs.size())) {
+    const std::vector<ParamInfo>& infos = effectParams(effect);
+    if (index < 0 || index >= static_cast<int>(infos.size())) {
         return "";
     }
     char text[64];
     const float u = paramUnits(p, effect, index);
-    if (specs[index].integer) {
-        std::snprintf(text, sizeof text, "%s %d", specs[index].name, static_cast<int>(u));
+    if (infos[index].integer) {
+        std::snprintf(text, sizeof text, "%s %d", infos[index].name, static_cast<int>(u));
     } else {
-        std::snprintf(text, sizeof text, "%s %.3g", specs[index].name, u);
+        std::snprintf(text, sizeof text, "%s %.3g", infos[index].name, u);
     }
     return text;
 }

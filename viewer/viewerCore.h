@@ -52,7 +52,7 @@ struct ViewParams {
 // How a parameter is edited.
 enum ParamKind : int { kParamSlider = 0, kParamToggle, kParamMultiToggle };
 
-struct ParamSpec {
+struct ParamInfo {
     const char* name;                // the widget's name, unique within its effect
     const char* hint;                // shown under the pen
     int kind;                        // ParamKind
@@ -62,7 +62,7 @@ struct ParamSpec {
 };
 
 // The parameters of one effect, in panel order.
-const std::vector<ParamSpec>& effectParams(int effect);
+const std::vector<ParamInfo>& effectParams(int effect);
 
 // The widget value of parameter `index` of `effect`: 0..1 for a slider, the
 // state for a toggle or multi-toggle.

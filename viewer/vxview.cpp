@@ -316,9 +316,9 @@ void Viewer::buildWidgets() {
         tab->tHint("choose the effect");
         handlers_.emplace_back(new WidgetHandler(this, e, -1));
         handlers_.back()->acceptSender(tab);
-        const std::vector<ParamSpec>& specs = effectParams(e);
-        for (int i = 0; i < static_cast<int>(specs.size()); ++i) {
-            const ParamSpec& s = specs[i];
+        const std::vector<ParamInfo>& infos = effectParams(e);
+        for (int i = 0; i < static_cast<int>(infos.size()); ++i) {
+            const ParamInfo& s = infos[i];
             const std::string name = std::string(effectName(e)) + "." + s.name;
             const float value = widgetValue(params_, e, i);
             VxTObject* w = nullptr;
@@ -431,7 +431,7 @@ void Viewer::onWidgetMessage(const VxMessage& m, int effect, int index) {
         }
         return;
     }
-    const ParamSpec& s = effectParams(effect)[index];
+    const ParamInfo& s = effectParams(effect)[index];
     float value = 0;
     if (s.kind == kParamSlider) {
         value = m.floatValue();
