@@ -15,6 +15,7 @@ packages=(
   liblapack-dev libeigen3-dev
   libgl-dev libglu1-mesa-dev libx11-dev
   libosmesa6-dev xvfb
+  libglfw3-dev xdotool libglx-mesa0 libgl1-mesa-dri
   locales
 )
 
