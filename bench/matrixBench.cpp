@@ -11,6 +11,7 @@
 #include "benchRatios.h"
 
 #include "vxMatrixArb.h"
+#include "vxMatrixArbModel.h"
 #include "vxStandaloneHost.h"
 
 #include <Eigen/Dense>
@@ -36,22 +37,12 @@ constexpr int kSvdSide = 256;
 
 using RowMajor = Eigen::Matrix<double, Eigen::Dynamic, Eigen::Dynamic, Eigen::RowMajor>;
 
-VxMatrixArb Random(int rows, int columns, unsigned seed) {
-    std::mt19937 g(seed);
-    std::uniform_real_distribution<double> u(-1.0, 1.0);
-    VxMatrixArb m(rows, columns);
-    for (int r = 0; r < rows; ++r)
-        for (int c = 0; c < columns; ++c)
-            m.setElement(r, c, u(g));
-    return m;
-}
-
 const VxMatrixArb& left() {
-    static const VxMatrixArb m = Random(kProductSide, kProductSide, 1);
+    static const VxMatrixArb m = RandomMatrix(kProductSide, kProductSide, 1);
     return m;
 }
 const VxMatrixArb& right() {
-    static const VxMatrixArb m = Random(kProductSide, kProductSide, 2);
+    static const VxMatrixArb m = RandomMatrix(kProductSide, kProductSide, 2);
     return m;
 }
 

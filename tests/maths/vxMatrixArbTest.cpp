@@ -2,6 +2,7 @@
 // element access, reductions, arithmetic, the decompositions (the SVD also
 // against LAPACK's sgesvd) and every misuse message.
 #include "vxMatrixArb.h"
+#include "vxMatrixArbModel.h"
 
 #include <gtest/gtest.h>
 
@@ -23,30 +24,6 @@ namespace {
 
 using testing::internal::CaptureStderr;
 using testing::internal::GetCapturedStderr;
-
-VxMatrixArb Random(int rows, int columns, unsigned seed, double lo = -1.0, double hi = 1.0) {
-    std::mt19937 g(seed);
-    std::uniform_real_distribution<double> u(lo, hi);
-    VxMatrixArb m(rows, columns);
-    for (int r = 0; r < rows; ++r)
-        for (int c = 0; c < columns; ++c)
-            m.setElement(r, c, u(g));
-    return m;
-}
-
-// The plain sum of products in column order.
-VxMatrixArb Product(VxMatrixArb const& a, VxMatrixArb const& b, bool aTransposed = false) {
-    const int m = aTransposed ? a.columns() : a.rows(), k = aTransposed ? a.rows() : a.columns();
-    VxMatrixArb p(m, b.columns());
-    for (int i = 0; i < m; ++i)
-        for (int j = 0; j < b.columns(); ++j) {
-            double s = 0.0;
-            for (int q = 0; q < k; ++q)
-                s += (aTransposed ? a.getElement(q, i) : a.getElement(i, q)) * b.getElement(q, j);
-            p.setElement(i, j, s);
-        }
-    return p;
-}
 
 VxMatrixArb Identity(int n) {
     VxMatrixArb m(n, n);
@@ -72,7 +49,7 @@ double Leibniz(VxMatrixArb const& a, int n) {
 }
 
 TEST(VxMatrixArb, TemporariesShareStorageAndOtherCopiesDoNot) {
-    VxMatrixArb a = Random(3, 4, 1);
+    VxMatrixArb a = RandomMatrix(3, 4, 1);
     VxMatrixArb plain(a); // a is not a temporary: copied
     EXPECT_NE(plain.data(), a.data());
     EXPECT_TRUE(plain == a);
@@ -119,7 +96,7 @@ TEST(VxMatrixArb, TemporariesShareStorageAndOtherCopiesDoNot) {
 }
 
 TEST(VxMatrixArb, ElementAccessChecksOnlyTheFlattenedPosition) {
-    VxMatrixArb a = Random(3, 4, 2);
+    VxMatrixArb a = RandomMatrix(3, 4, 2);
     EXPECT_EQ(a.getElement(1, -1), a.getElement(0, 3));
     EXPECT_EQ(a.getElement(0, 4), a.getElement(1, 0));
     EXPECT_EQ(a.getIndexFromRowAndColumn(2, 3), 12);
@@ -135,7 +112,7 @@ TEST(VxMatrixArb, ElementAccessChecksOnlyTheFlattenedPosition) {
 }
 
 TEST(VxMatrixArb, ReductionsAndTestsMatchLoops) {
-    VxMatrixArb a = Random(5, 3, 3, -10.0, 10.0);
+    VxMatrixArb a = RandomMatrix(5, 3, 3, -10.0, 10.0);
     a.setElement(4, 2, -20.0);
     a.setElement(1, 1, -20.0);
     a.setElement(2, 0, 30.0);
@@ -187,7 +164,7 @@ TEST(VxMatrixArb, ReductionsAndTestsMatchLoops) {
 }
 
 TEST(VxMatrixArb, ArithmeticMatchesElementLoops) {
-    VxMatrixArb a = Random(4, 6, 4), b = Random(4, 6, 5);
+    VxMatrixArb a = RandomMatrix(4, 6, 4), b = RandomMatrix(4, 6, 5);
     VxMatrixArb sum = a + b, diff = a - b, scaled = a * 3.0, divided = a / 3.0, less = a - 0.5;
     VxMatrixArb t = a.transpose(), sq = a.applyNew([](double x) { return x * x; });
     VxMatrixArb same = a.applyNew(nullptr), inPlace(a);
@@ -206,18 +183,19 @@ TEST(VxMatrixArb, ArithmeticMatchesElementLoops) {
             EXPECT_EQ(same.getElement(r, c), x);
             EXPECT_EQ(inPlace.getElement(r, c), -x);
         }
-    VxMatrixArb c = Random(6, 5, 6), m = Random(4, 3, 7);
-    EXPECT_TRUE(a * c == Product(a, c));
-    EXPECT_TRUE(a.XtX() == Product(a, a, true));
-    EXPECT_TRUE(a.XtM(m) == Product(a, m, true));
+    VxMatrixArb c = RandomMatrix(6, 5, 6), m = RandomMatrix(4, 3, 7);
+    EXPECT_TRUE(a * c == ColumnOrderProduct(a, c));
+    EXPECT_TRUE(a.XtX() == ColumnOrderProduct(a, a, true));
+    EXPECT_TRUE(a.XtM(m) == ColumnOrderProduct(a, m, true));
     VxMatrixArb into(2, 2);
     into.multiply(&a, &c, &into); // reshaped
-    EXPECT_TRUE(into == Product(a, c));
-    VxMatrixArb sq6 = Random(6, 6, 8), alias(sq6);
+    EXPECT_TRUE(into == ColumnOrderProduct(a, c));
+    VxMatrixArb sq6 = RandomMatrix(6, 6, 8), alias(sq6);
     alias.multiply(&alias, &sq6, &alias); // result is an operand
-    EXPECT_TRUE(alias == Product(sq6, sq6));
+    EXPECT_TRUE(alias == ColumnOrderProduct(sq6, sq6));
     alias.XtX(&alias);
-    EXPECT_TRUE(alias == Product(Product(sq6, sq6), Product(sq6, sq6), true));
+    EXPECT_TRUE(alias == ColumnOrderProduct(ColumnOrderProduct(sq6, sq6),
+                                            ColumnOrderProduct(sq6, sq6), true));
     EXPECT_EQ((VxMatrixArb(3, 0) * VxMatrixArb(0, 2)).sum(), 0.0);
 
     const char* subtract = "Dimensions of matrix subtract don't match\n";
@@ -236,8 +214,8 @@ bool ProductsMatchTheModel() {
     const int sizes[][3] = {{1, 1, 1}, {7, 300, 13}, {9, 257, 530}, {33, 5, 17}, {4, 513, 8}};
     unsigned seed = 10;
     for (const auto& s : sizes) {
-        VxMatrixArb a = Random(s[0], s[1], seed++), b = Random(s[1], s[2], seed++);
-        if (!(a * b == Product(a, b)) || !(a.XtX() == Product(a, a, true)))
+        VxMatrixArb a = RandomMatrix(s[0], s[1], seed++), b = RandomMatrix(s[1], s[2], seed++);
+        if (!(a * b == ColumnOrderProduct(a, b)) || !(a.XtX() == ColumnOrderProduct(a, a, true)))
             return false;
     }
     return true;
@@ -248,7 +226,7 @@ unsigned long long SvdDigest() {
     unsigned long long h = 14695981039346656037ull;
     for (int n : {5, 23, 64}) {
         VxMatrixArb U, W, V;
-        Random(n + 14, n, 90 + n).svd(U, W, V);
+        RandomMatrix(n + 14, n, 90 + n).svd(U, W, V);
         for (const VxMatrixArb* f : {&U, &W, &V})
             for (long long i = 1; i <= static_cast<long long>(f->rows()) * f->columns(); ++i) {
                 unsigned long long bits;
@@ -279,7 +257,7 @@ TEST(VxMatrixArb, InvertAddsTheDiagonalBiasAndLuSolves) {
     VxMatrixArb inv = Identity(5).invert();
     VxMatrixArb expect = Identity(5) * (1.0 / 1.01);
     EXPECT_TRUE(inv.isEqual(expect, 1e-15));
-    VxMatrixArb zeroRow = Random(4, 4, 20);
+    VxMatrixArb zeroRow = RandomMatrix(4, 4, 20);
     for (int c = 0; c < 4; ++c)
         zeroRow.setElement(2, c, 0.0);
     EXPECT_TRUE(zeroRow.invert().isIdentity());
@@ -290,7 +268,7 @@ TEST(VxMatrixArb, InvertAddsTheDiagonalBiasAndLuSolves) {
     EXPECT_EQ(std::abs(ones.lu_decompose(index)), 1);
     EXPECT_EQ(ones.getElement(1, 1), 1e-20);
     for (int n : {1, 2, 3, 8, 20}) {
-        VxMatrixArb a = Random(n, n, 30 + n);
+        VxMatrixArb a = RandomMatrix(n, n, 30 + n);
         VxMatrixArb biased = a + Identity(n) * 0.01;
         EXPECT_TRUE((biased * a.invert()).isEqual(Identity(n), 1e-9)) << n;
         // LU alone: solve a x = b and check the residual; the parity is the
@@ -314,19 +292,20 @@ TEST(VxMatrixArb, InvertAddsTheDiagonalBiasAndLuSolves) {
             EXPECT_NEAR(s, i == n - 1 ? 1.0 : 0.0, 1e-9);
         }
     }
-    VxMatrixArb tall = Random(4, 2, 40);
-    EXPECT_TRUE(
-        tall.pseudoInverse().isEqual(Product(tall, tall, true).invert() * tall.transpose(), 0.0));
+    VxMatrixArb tall = RandomMatrix(4, 2, 40);
+    EXPECT_TRUE(tall.pseudoInverse().isEqual(
+        ColumnOrderProduct(tall, tall, true).invert() * tall.transpose(), 0.0));
     EXPECT_DEATH(tall.invert(), "Matrix to invert isn't square\n");
     EXPECT_EQ(tall.lu_decompose(index), 0);
 }
 
 TEST(VxMatrixArb, CholeskyReconstructsAndReportsNonPositivePivots) {
     for (int n : {1, 2, 5, 16}) {
-        VxMatrixArb b = Random(n + 3, n, 50 + n);
+        VxMatrixArb b = RandomMatrix(n + 3, n, 50 + n);
         VxMatrixArb spd = b.XtX();
         VxMatrixArb l = spd.cholesky();
-        EXPECT_TRUE(Product(l.transpose(), l.transpose(), true).isEqual(spd, 1e-12)) << n;
+        EXPECT_TRUE(ColumnOrderProduct(l.transpose(), l.transpose(), true).isEqual(spd, 1e-12))
+            << n;
         for (int i = 0; i < n; ++i)
             for (int j = i + 1; j < n; ++j)
                 EXPECT_EQ(l.getElement(i, j), 0.0);
@@ -341,26 +320,26 @@ TEST(VxMatrixArb, CholeskyReconstructsAndReportsNonPositivePivots) {
     EXPECT_EQ(l.getElement(2, 1), 0.5); // its column is left as it was
     EXPECT_EQ(l.getElement(2, 2), std::sqrt(0.75));
     EXPECT_EQ(l.getElement(0, 0), 1.0);
-    EXPECT_DEATH(Random(2, 3, 1).cholesky(), "Cholesky matrix isn't square\n");
+    EXPECT_DEATH(RandomMatrix(2, 3, 1).cholesky(), "Cholesky matrix isn't square\n");
 }
 
 TEST(VxMatrixArb, DeterminantExpandsUpToFourRows) {
     for (int n = 1; n <= 4; ++n) {
-        VxMatrixArb a = Random(n, n, 60 + n);
+        VxMatrixArb a = RandomMatrix(n, n, 60 + n);
         EXPECT_NEAR(a.determinant(), Leibniz(a, n), 1e-14) << n;
         // More columns than rows: the column count is the row stride, so the
         // leading square is what counts.
-        VxMatrixArb wide = Random(n, n + 2, 70 + n), lead;
+        VxMatrixArb wide = RandomMatrix(n, n + 2, 70 + n), lead;
         wide.extract(n, n, lead, 0, 0);
         EXPECT_EQ(wide.determinant(), lead.determinant());
     }
     EXPECT_EQ(Identity(5).determinant(), 0.0);
-    EXPECT_EQ(Random(3, 2, 1).determinant(), 0.0);
+    EXPECT_EQ(RandomMatrix(3, 2, 1).determinant(), 0.0);
     EXPECT_EQ(VxMatrixArb().determinant(), 0.0);
 }
 
 TEST(VxMatrixArb, ExtractCopiesABlock) {
-    VxMatrixArb a = Random(5, 6, 80), block(9, 9), self(a);
+    VxMatrixArb a = RandomMatrix(5, 6, 80), block(9, 9), self(a);
     a.extract(2, 3, block, 3, 2);
     EXPECT_EQ(block.rows() * 10 + block.columns(), 23);
     for (int r = 0; r < 2; ++r)
@@ -414,7 +393,7 @@ TEST(VxMatrixArb, SvdReconstructsWithOrthonormalFactorsAndLapacksValues) {
     unsigned seed = 100;
     for (const Case& k : cases) {
         seed += 2;
-        VxMatrixArb a = Random(k.m, k.rank, seed) * Random(k.rank, k.n, seed + 1);
+        VxMatrixArb a = RandomMatrix(k.m, k.rank, seed) * RandomMatrix(k.rank, k.n, seed + 1);
         VxMatrixArb U, W, V;
         a.svd(U, W, V);
         ASSERT_EQ(U.rows() * 1000 + U.columns(), k.m * 1000 + k.n);
@@ -445,7 +424,7 @@ TEST(VxMatrixArb, SvdReconstructsWithOrthonormalFactorsAndLapacksValues) {
 }
 
 TEST(VxMatrixArb, SvdFailuresAreReported) {
-    VxMatrixArb wide = Random(2, 3, 7), U, W, V;
+    VxMatrixArb wide = RandomMatrix(2, 3, 7), U, W, V;
     CaptureStderr();
     wide.svd(U, W, V);
     VxMatrixArb x = wide.nullspace();
