@@ -1,5 +1,6 @@
 // The drawing layer in a real GL context (Mesa's off-screen renderer), read
 // back pixel by pixel. One drawing unit is one pixel, y up.
+#include "vxGLPixels.h"
 #include "vxGLTestContext.h"
 
 #include <vxStandaloneHost.h>
@@ -14,22 +15,8 @@
 
 namespace {
 
-using Pixel = std::array<int, 3>;
 const Pixel kBlack{0, 0, 0}, kRed{255, 0, 0}, kGreen{0, 255, 0}, kBlue{0, 0, 255};
 const VxRGBf kR(1, 0, 0), kG(0, 1, 0), kB(0, 0, 1);
-
-Pixel rgb(const VxRGBf& c) {
-    return {int(std::lround(c.r * 255)), int(std::lround(c.g * 255)), int(std::lround(c.b * 255))};
-}
-// 8-bit conversion may round either way at exact halves (0.1 * 255 = 25.5).
-::testing::AssertionResult near(const Pixel& got, const Pixel& want) {
-    for (int i = 0; i < 3; ++i)
-        if (std::abs(got[i] - want[i]) > 1)
-            return ::testing::AssertionFailure()
-                   << "(" << got[0] << ", " << got[1] << ", " << got[2] << ") is not (" << want[0]
-                   << ", " << want[1] << ", " << want[2] << ")";
-    return ::testing::AssertionSuccess();
-}
 
 class VxTDrawGL : public ::testing::Test {
 protected:

@@ -1,5 +1,6 @@
 // The value widgets drawn by a manager in Mesa's off-screen renderer, read
 // back pixel by pixel. One drawing unit is one pixel, y up.
+#include "vxGLPixels.h"
 #include "vxGLTestContext.h"
 
 #include <vxStandaloneHost.h>
@@ -16,21 +17,6 @@
 #include <cstdlib>
 
 namespace {
-
-using Pixel = std::array<int, 3>;
-
-Pixel rgb(const VxRGBf& c) {
-    return {int(std::lround(c.r * 255)), int(std::lround(c.g * 255)), int(std::lround(c.b * 255))};
-}
-
-::testing::AssertionResult near(const Pixel& got, const Pixel& want) {
-    for (int i = 0; i < 3; ++i)
-        if (std::abs(got[i] - want[i]) > 1)
-            return ::testing::AssertionFailure()
-                   << "(" << got[0] << ", " << got[1] << ", " << got[2] << ") is not (" << want[0]
-                   << ", " << want[1] << ", " << want[2] << ")";
-    return ::testing::AssertionSuccess();
-}
 
 TEST(VxTValueWidgetsGL, SlidersTogglesTabsAndPlot) {
     VxGLTestContext gl;
