@@ -130,6 +130,10 @@ bool startsWith(const std::string& s, const std::string& prefix) {
     return s.compare(0, prefix.size(), prefix) == 0;
 }
 
+struct Rect {
+    int x = 0, y = 0, w = 0, h = 0;
+};
+
 class VxviewX : public ::testing::Test {
 protected:
     void SetUp() override {
@@ -202,6 +206,18 @@ protected:
         return waitFor([&](const std::string& l) { return startsWith(l, prefix); }, prefix.c_str(),
                        seconds);
     }
+    // The widgets' window rectangles, as the viewer logs them at start.
+    std::map<std::string, Rect> loggedWidgets() {
+        std::map<std::string, Rect> widgets;
+        for (const std::string& l : readLines(log_)) {
+            Rect r;
+            char name[64];
+            if (std::sscanf(l.c_str(), "widget %63s %d %d %d %d", name, &r.x, &r.y, &r.w, &r.h) ==
+                5)
+                widgets[name] = r;
+        }
+        return widgets;
+    }
     int xdo(const std::vector<std::string>& args) {
         std::vector<std::string> argv = {"xdotool"};
         argv.insert(argv.end(), args.begin(), args.end());
@@ -210,10 +226,6 @@ protected:
 
     std::string dir_, log_, display_;
     Child xvfb_, viewer_;
-};
-
-struct Rect {
-    int x = 0, y = 0, w = 0, h = 0;
 };
 
 TEST_F(VxviewX, DragAClickATabSaveAndQuit) {
@@ -227,14 +239,7 @@ TEST_F(VxviewX, DragAClickATabSaveAndQuit) {
     const std::string winLine = waitForPrefix("xwindow ");
     ASSERT_FALSE(winLine.empty());
     const std::string win = winLine.substr(8);
-    std::map<std::string, Rect> widgets;
-    for (const std::string& l : readLines(log_)) {
-        Rect r;
-        char name[64];
-        if (std::sscanf(l.c_str(), "widget %63s %d %d %d %d", name, &r.x, &r.y, &r.w, &r.h) == 5) {
-            widgets[name] = r;
-        }
-    }
+    std::map<std::string, Rect> widgets = loggedWidgets();
     ASSERT_EQ(widgets.count("noise.octaves"), 1u);
     ASSERT_EQ(widgets.count("mosaic"), 1u);
     const std::string firstShown = waitForPrefix("shown 1 ");
@@ -400,14 +405,7 @@ TEST_F(VxviewX, ThePlayToggleAnimatesTheShake) {
     const std::string winLine = waitForPrefix("xwindow ");
     ASSERT_FALSE(winLine.empty());
     const std::string win = winLine.substr(8);
-    std::map<std::string, Rect> widgets;
-    for (const std::string& l : readLines(log_)) {
-        Rect r;
-        char name[64];
-        if (std::sscanf(l.c_str(), "widget %63s %d %d %d %d", name, &r.x, &r.y, &r.w, &r.h) == 5) {
-            widgets[name] = r;
-        }
-    }
+    std::map<std::string, Rect> widgets = loggedWidgets();
     for (const char* name : {"shake", "shake.play"}) {
         const Rect r = widgets[name];
         ASSERT_GT(r.w, 0) << name;
